@@ -1,0 +1,69 @@
+# How the parts of the project are built: one object library per layer, the shared library and the tool over them.
+
+add_library(nalvo-options INTERFACE)
+target_include_directories(nalvo-options INTERFACE ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src
+                                                   ${CMAKE_BINARY_DIR}/generated)
+target_compile_options(nalvo-options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-align
+                                               -Wunused -Woverloaded-virtual -Wconversion -Wsign-conversion
+                                               -Wno-non-virtual-dtor -fvisibility=hidden)
+if(NALVO_WERROR)
+  target_compile_options(nalvo-options INTERFACE -Werror)
+endif()
+if(NALVO_SANITIZE)
+  target_compile_options(nalvo-options INTERFACE -fsanitize=${NALVO_SANITIZE} -fno-omit-frame-pointer
+                                                 -fno-sanitize-recover=all)
+  target_link_options(nalvo-options INTERFACE -fsanitize=${NALVO_SANITIZE})
+endif()
+if(NALVO_FUZZ)
+  target_compile_options(nalvo-options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
+configure_file(${CMAKE_SOURCE_DIR}/cmake/version.h.in ${CMAKE_BINARY_DIR}/generated/nalvo_version.h @ONLY)
+
+# nalvo_layer(NAME [FOLDERS f...] [NEEDS layer...] [LINK target...])
+#
+# Builds src/NAME, or the FOLDERS of src, as the object library nalvo-NAME. Link nalvo-NAME-all to get the objects of the
+# layer and of all that it needs.
+function(nalvo_layer NAME)
+  cmake_parse_arguments(L "" "" "FOLDERS;NEEDS;LINK" ${ARGN})
+  if(NOT L_FOLDERS)
+    set(L_FOLDERS ${NAME})
+  endif()
+  set(sources)
+  foreach(folder ${L_FOLDERS})
+    file(GLOB found CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/${folder}/*.cc)
+    list(APPEND sources ${found})
+  endforeach()
+  # The libraries that the layer and those below it compile and link against.
+  set(links ${L_LINK})
+  set(objects)
+  foreach(need ${L_NEEDS})
+    list(APPEND links ${NALVO_LINKS_${need}})
+    list(APPEND objects ${NALVO_OBJECTS_${need}})
+  endforeach()
+  add_library(nalvo-${NAME}-all INTERFACE)
+  if(sources)
+    add_library(nalvo-${NAME} OBJECT ${sources})
+    target_link_libraries(nalvo-${NAME} PUBLIC nalvo-options ${links})
+    list(APPEND objects $<TARGET_OBJECTS:nalvo-${NAME}>)
+  endif()
+  list(REMOVE_DUPLICATES links)
+  list(REMOVE_DUPLICATES objects)
+  target_sources(nalvo-${NAME}-all INTERFACE ${objects})
+  target_link_libraries(nalvo-${NAME}-all INTERFACE nalvo-options ${links})
+  set(NALVO_LINKS_${NAME} ${links} PARENT_SCOPE)
+  set(NALVO_OBJECTS_${NAME} ${objects} PARENT_SCOPE)
+endfunction()
+
+# The shared library: the exports are its only visible symbols.
+function(nalvo_library)
+  if(NOT TARGET nalvo-convertors)
+    return()
+  endif()
+  add_library(nalvo-convert SHARED)
+  target_link_libraries(nalvo-convert PRIVATE nalvo-convertors-all)
+endfunction()
+
+# The tool sees include/ and the host.
+function(nalvo_tool)
+endfunction()

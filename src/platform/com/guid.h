@@ -1,0 +1,23 @@
+// New GUIDs and random bytes. Nothing else makes a fresh id, so that a test can foresee every one.
+#pragma once
+
+#include <functional>
+#include <span>
+
+#include "nalvo/com.h"
+
+namespace nalvo {
+
+// A random GUID of version 4; all zero if the system has no randomness to give.
+GUID newGuid() noexcept;
+
+// Makes newGuid answer from `source` while the object lives. For tests, one at a time.
+class ScopedGuidSource {
+ public:
+  explicit ScopedGuidSource(std::function<GUID()> source);
+  ~ScopedGuidSource();
+  ScopedGuidSource(const ScopedGuidSource&) = delete;
+  ScopedGuidSource& operator=(const ScopedGuidSource&) = delete;
+};
+
+}  // namespace nalvo
