@@ -11,8 +11,8 @@ namespace nalvo {
 
 // Where a failure arose. All texts are constants of the program.
 struct SourceLocation {
-  std::int32_t kind;     // always 2
-  const char* file;      // ".\Coder"; may be null
+  std::int32_t kind;  // always 2
+  const char* file;   // ".\Coder"; may be null
   std::int32_t line;
   const char* function;  // "Coder::decodeQP"; may be null
 };
@@ -23,9 +23,7 @@ struct SourceLocation {
 struct SourceFile {
   const char* name;
 
-  constexpr SourceLocation at(const char* function, int line = __builtin_LINE()) const {
-    return {2, name, line, function};
-  }
+  constexpr SourceLocation at(const char* function, int line = __builtin_LINE()) const { return {2, name, line, function}; }
 };
 
 // A failure with its complete text, built when it is thrown:
