@@ -31,6 +31,10 @@ std::u16string decodeHeaderText(std::string_view unfoldedRaw, const Charset* mes
 // Raw 8-bit bytes by the rule above, encoded words not looked at.
 std::u16string decodeRawText(std::string_view bytes, const Charset* messageCharset);
 
+// Bytes that came with a label: in `label`, Latin-1 being Windows-1252, whose quotes and dashes are its C1 controls. By the
+// rule for raw bytes if the label is null or says us-ascii of what is none.
+std::u16string decodeLabelledText(std::string_view bytes, const Charset* label, const Charset* messageCharset);
+
 // What may stand bare beside encoded words: any printable ASCII, or atoms only (names in front of addresses).
 enum class HeaderContext { Text, Phrase };
 
