@@ -7,6 +7,7 @@
 #include "nalvo/com.h"
 #include "nalvo/interfaces.h"
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 // Words that steer a conversion. A bit means one thing going to MIME and another going to MAPI.
@@ -61,3 +62,4 @@ nalvo::HRESULT storeFromMapiToMime(nalvo::IConvertStore* store, nalvo::IAnnotati
 nalvo::HRESULT storeFromMimeToMapi(nalvo::IAnnotations* annotations, nalvo::IConvertStore* store, nalvo::DWORD flags,
                                    nalvo::ILog* log) noexcept;
 }
+#pragma GCC visibility pop
