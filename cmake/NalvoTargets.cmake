@@ -3,9 +3,9 @@
 add_library(nalvo-options INTERFACE)
 target_include_directories(nalvo-options INTERFACE ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src
                                                    ${CMAKE_BINARY_DIR}/generated)
-target_compile_options(nalvo-options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-align
+target_compile_options(nalvo-options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wcast-align
                                                -Wunused -Woverloaded-virtual -Wconversion -Wsign-conversion
-                                               -Wno-non-virtual-dtor -fvisibility=hidden)
+                                               -fvisibility=hidden)
 if(NALVO_WERROR)
   target_compile_options(nalvo-options INTERFACE -Werror)
 endif()
@@ -62,6 +62,8 @@ function(nalvo_library)
   endif()
   add_library(nalvo-convert SHARED)
   target_link_libraries(nalvo-convert PRIVATE nalvo-convertors-all)
+  target_link_options(nalvo-convert PRIVATE -Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/exports.map)
+  set_target_properties(nalvo-convert PROPERTIES LINK_DEPENDS ${CMAKE_SOURCE_DIR}/cmake/exports.map)
 endfunction()
 
 # The tool sees include/ and the host.

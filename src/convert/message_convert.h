@@ -1,0 +1,115 @@
+// What the convertors of all kinds of messages have in common: class and flags, dates, addresses, text bodies.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "convert/base_convert.h"
+#include "frame/part_tags.h"
+
+namespace nalvo {
+
+
+namespace toMime {
+
+class MessageConvert : public BaseConvert<kMessageLevel> {
+ public:
+  explicit MessageConvert(ConvertorDataMessage* data) : BaseConvert(data) {}
+
+  virtual PartTags getPartTags(IConvertMessage* message) const;
+
+  void mapiToMimeStart();
+  void onProp(ULONG tag);
+  void mapiToMimeEnd();
+
+ protected:
+  ~MessageConvert() = default;
+
+  bool converts(Converted part) const { return hasAny(data().getConverted(), part); }
+  // The whole text of a signed or an encrypted message travels in its one attachment.
+  bool isSigned() const;
+  bool isEncrypted() const;
+  void setImapFlag(MimeFlag flag, bool value) const;
+
+  // Fills the address table from the originators, recipients and reply-to list of `message` (null: of the run).
+  void makeAddresses(IConvertMessage* message);
+  void makeOneAddress(ULONG addressTag, IConvertMessage* message, mime::AddressKind kind, ULONG nameTag, ULONG entryIdTag);
+  // `email` null: a name alone.
+  void addAddress(const std::string* email, mime::AddressKind kind, std::u16string_view name);
+  // A text of an address book entry; empty if the book does not answer. E_INVALIDARG for a tag that is no text.
+  std::u16string getFromAddressBook(std::string_view entryId, ULONG tag) const;
+
+  // The text body made last, beside which the next one is an alternative.
+  mime::HBODY lastBody_ = nullptr;
+
+ private:
+  void onMessageFlags(ULONG tag);
+  void addRecipients(IConvertMessage* message);
+  void addRecipient(IConvertRecipient* recipient);
+  void addReplyTo(IConvertMessage* message);
+  void removeEmptyDate();
+};
+
+}  // namespace toMime
+
+namespace toMapi {
+
+class MessageConvert : public BaseConvert<kMessageLevel> {
+ public:
+  explicit MessageConvert(ConvertorDataMessage* data) : BaseConvert(data) {}
+
+  // The last stage of a run.
+  void mimeToMapiEnd();
+
+ protected:
+  ~MessageConvert() = default;
+
+  // The frame with which convertMimeToMapi of each class begins: class, then flags and dates.
+  void convertMimeToMapi();
+  bool fromAttachment() const { return hasFlag(ToMapiFlags::FromAttachment); }
+  bool isImapFlagSet(MimeFlag flag) const;
+
+  void setFlags();
+  void setDates();
+  void setSignedEncryptedMessageClass();
+  void setImportance();
+  void setCharset();
+  // Copies the text body of a kind to a property. False if there is none.
+  bool setBody(mime::Encoding encoding, ULONG tag, mime::TextType type);
+
+  void setAddresses(bool withRecipients, bool withSender);
+  // A new recipient: saved, or handed over unsaved through `result` if that is not null. The second form reads a name that
+  // comes without an address as a header would; E_INVALIDARG when both are empty.
+  void createRecipient(const mime::AddressProperties& address, std::uint32_t type, IConvertRecipient** result);
+  void createRecipient(std::u16string_view name, std::string_view email, std::uint32_t type, IConvertRecipient** result);
+
+ private:
+  void setSenderAddresses();
+  void setReceiptsFlags();
+  void setReplyToAddresses();
+  void setRecipientAddresses();
+  void setSubjectParts();
+};
+
+}  // namespace toMapi
+
+// A list of addresses of the MIME message, freed at the end of the scope.
+class ScopedAddressList {
+ public:
+  ScopedAddressList() = default;
+  ~ScopedAddressList();
+  ScopedAddressList(const ScopedAddressList&) = delete;
+  ScopedAddressList& operator=(const ScopedAddressList&) = delete;
+
+  // The addresses of `kinds`. Throws the message's code.
+  void load(mime::IMimeMessage* message, DWORD kinds);
+  mime::AddressList* put() { return &list_; }
+  const mime::AddressProperties* begin() const { return list_.addresses; }
+  const mime::AddressProperties* end() const { return list_.addresses + list_.count; }
+  bool empty() const { return list_.count == 0; }
+
+ private:
+  mime::AddressList list_{0, nullptr};
+};
+
+}  // namespace nalvo

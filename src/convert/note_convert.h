@@ -1,0 +1,68 @@
+// Notes: the mail of people.
+#pragma once
+
+#include "convert/message_convert.h"
+
+namespace nalvo {
+
+namespace toMime {
+
+class NoteConvert : public MessageConvert {
+ public:
+  explicit NoteConvert(ConvertorDataMessage* data) : MessageConvert(data) {}
+
+  PartTags getPartTags(IConvertMessage* message) const override;
+
+  void mapiToMimeStart();
+  void onProp(ULONG tag);
+  void mapiToMimeEnd();
+
+ protected:
+  // Loads the stored header block, over which properties then write in place.
+  void setTransportMessageHeaders();
+  // Rows that a stored block lacks and that get a place at its end.
+  void movePredefinedHeadersToEnd(mime::IMimeHeaderTable* table);
+  void setXMailer();
+
+  // Makes the text bodies that the editor format calls for.
+  void setBodies();
+  void setBodiesNormal(bool plainWanted, bool htmlWanted);
+  // `encoded`: bytes as they go out, else UTF-16.
+  void setPlainTextBody(IStream* stream, bool encoded);
+  void setHtmlBody(IStream* stream);
+  // The charset of all text of the message. Throws E_FAIL for a code page that nobody knows.
+  void setCharsetByCpId(std::uint32_t codePage);
+};
+
+}  // namespace toMime
+
+namespace toMapi {
+
+class NoteConvert : public MessageConvert {
+ public:
+  // A note can be converted from annotations and flags alone.
+  static constexpr bool kSupportsNoBody = true;
+
+  explicit NoteConvert(ConvertorDataMessage* data) : MessageConvert(data) {}
+
+  void convertMimeToMapi();
+
+ protected:
+  void setFlags();
+  void setTransportMessageHeader();
+  void setDispositionNotification();
+  void setReportTag();
+};
+
+}  // namespace toMapi
+
+namespace detail {
+
+// The bytes behind "<!~!" in a message id that carries a report tag, up to its last "@", decoded from Base64. False for any
+// other id. Throws E_INVALIDARG for null.
+bool extractReportTag(const char* messageId, std::string* out);
+// "ProductName (ProductVersion)".
+const std::u16string& getXMailerHeader();
+
+}  // namespace detail
+}  // namespace nalvo
