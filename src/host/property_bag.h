@@ -1,0 +1,73 @@
+// The properties of one object, and the names of named ones.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "host/host_context.h"
+#include "host/property_value.h"
+
+namespace nalvo::host {
+
+// The name of a named property.
+struct PropertyName {
+  GUID set;
+  ULONG kind;  // MNID_ID or MNID_STRING
+  std::int32_t id;
+  std::u16string name;
+};
+
+// Gives names their identifiers, from 0x8000 up to 0xAEFF in the order in which they are asked for. One map serves all
+// objects of one file or store.
+class NameMap {
+ public:
+  // 0 when it is unknown and `create` is false, or when no identifier is left.
+  std::uint16_t idOf(const PropertyName& name, bool create);
+  const PropertyName* nameOf(std::uint16_t id) const;
+
+ private:
+  std::vector<PropertyName> names_;
+  std::map<std::string, std::uint16_t> ids_;
+};
+using NameMapPtr = std::shared_ptr<NameMap>;
+
+// An object keeps one value for an identifier, whatever its type. Texts are listed and answered as wide ones, also asked for
+// narrow; the stored width is kept.
+class PropertyBag {
+ public:
+  PropertyBag(HostContextPtr context, NameMapPtr names) : context_(std::move(context)), names_(std::move(names)) {}
+
+  const PropertyRecord* find(ULONG tag) const;
+  void set(ULONG tag, PropertyRecord record);
+  // Tells whether there was one.
+  bool erase(ULONG tag);
+  // In ascending order of identifiers.
+  std::vector<ULONG> tags() const;
+  const std::set<ULONG>& changedTags() const { return changed_; }
+  void clearChanges() { changed_.clear(); }
+  NameMap& names() const { return *names_; }
+  const NameMapPtr& nameMap() const { return names_; }
+
+  // The operations of IConvertObject.
+  HRESULT getProp(ULONG tag, SPropValue** value) const noexcept;
+  HRESULT setProp(const SPropValue* value) noexcept;
+  HRESULT deleteProp(ULONG tag) noexcept;
+  HRESULT propExists(ULONG tag) const noexcept;
+  HRESULT getNamesFromIds(ULONG tag, MAPINAMEID** name) const noexcept;
+  HRESULT getIdsFromNames(const MAPINAMEID* name, BOOL create, ULONG* tag) noexcept;
+  HRESULT list(ULONG* count, ULONG** tags) const noexcept;
+  HRESULT listChanged(ULONG* count, ULONG** tags) const noexcept;
+  // What is written to a stream made with `create` becomes the value at its Commit, if the bag, which `self` shares, still
+  // lives then.
+  HRESULT openStream(ULONG tag, bool create, const std::shared_ptr<PropertyBag>& self, IUnknown** out) noexcept;
+
+ private:
+  HostContextPtr context_;
+  NameMapPtr names_;
+  std::map<std::uint16_t, PropertyRecord> records_;
+  std::set<ULONG> changed_;
+};
+
+}  // namespace nalvo::host
