@@ -16,4 +16,14 @@ HRESULT currentExceptionHResult() noexcept {
   }
 }
 
+const std::exception* currentStdException() noexcept {
+  try {
+    throw;
+  } catch (const std::exception& exception) {
+    return &exception;
+  } catch (...) {
+    return nullptr;
+  }
+}
+
 }  // namespace nalvo

@@ -11,6 +11,10 @@ namespace nalvo {
 // rest. To be called inside a catch block; the one place that knows the rule.
 HRESULT currentExceptionHResult() noexcept;
 
+// The exception in flight, for a text about it; null if it is none of std::exception. Valid as long as the catch block that
+// asks.
+const std::exception* currentStdException() noexcept;
+
 // Runs the body of a COM-style method. A body without a value gives S_OK, one with an HRESULT gives that.
 template <typename Body>
 HRESULT atBoundary(Body&& body) noexcept {
