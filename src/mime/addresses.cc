@@ -12,6 +12,22 @@ constexpr std::size_t kNowhere = std::string_view::npos;
 
 bool isBlank(char c) { return kBlanks.find(c) != kNowhere; }
 
+bool isAtom(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte >= 0x80 || (byte > 0x20 && byte < 0x7F && std::string_view("()<>[]:;@\\,.\"").find(c) == kNowhere);
+}
+
+bool isDotAtom(std::string_view text) {
+  return !text.empty() && text.front() != '.' && text.back() != '.' && text.find("..") == kNowhere &&
+         std::all_of(text.begin(), text.end(), [](char c) { return c == '.' || isAtom(c); });
+}
+
+// Whether an address by the rules can stand without brackets.
+bool isAddrSpec(std::string_view email) {
+  const std::size_t at = email.rfind('@');
+  return at != kNowhere && isDotAtom(email.substr(0, at)) && isDotAtom(email.substr(at + 1)) && email.find("=?") == kNowhere;
+}
+
 // ---------------------------------------------------------------- reading
 
 // One word of an entry: atoms and quoted texts with no blank between them.
@@ -29,8 +45,6 @@ struct Entry {
   std::string angle;  // between "<" and ">"
   bool hasAngle = false;
   bool hasAt = false;  // in one of its words
-
-  bool isEmpty() const { return words.empty() && comment.empty() && !hasAngle; }
 };
 
 bool isEncodedWord(std::string_view text) { return text.starts_with("=?") && text.ends_with("?=") && text.size() > 6; }
@@ -38,6 +52,31 @@ bool isEncodedWord(std::string_view text) { return text.starts_with("=?") && tex
 // Paths of a directory, which hold blanks but no "@".
 bool isDirectoryPath(std::string_view text) {
   return startsWithIgnoreCase(text, "/o=") || startsWithIgnoreCase(text, "/c=") || startsWithIgnoreCase(text, "/dc=");
+}
+
+// An address without its comments and the blanks around "@" and ".", if that makes it one by the rules.
+std::string withoutComments(std::string_view email) {
+  std::string bare;
+  std::size_t depth = 0;
+  for (std::size_t i = 0; i < email.size(); ++i) {
+    const char c = email[i];
+    if (c == '(') {
+      ++depth;
+    } else if (c == ')' && depth > 0) {
+      --depth;
+    } else if (depth == 0 && isBlank(c)) {
+      const std::size_t next = std::min(email.find_first_not_of(kBlanks, i), email.size());
+      const bool parts = bare.empty() || next == email.size() || email[next] == '(' ||
+                         std::string_view("@.").find(bare.back()) != kNowhere || email[next] == '@' || email[next] == '.';
+      if (!parts) {
+        bare.push_back(' ');
+      }
+      i = next - 1;
+    } else if (depth == 0) {
+      bare.push_back(c);
+    }
+  }
+  return isAddrSpec(bare) ? bare : std::string(email);
 }
 
 class ListReader {
@@ -159,7 +198,8 @@ class ListReader {
       depth -= c == ')' ? 1U : 0U;
       if (depth == 0) {
         at_ = i + 1;
-        entry_.comment += entry_.comment.empty() ? inner.substr(1) : ' ' + inner.substr(1);
+        const std::string said(trim(std::string_view(inner).substr(1)));
+        entry_.comment += entry_.comment.empty() ? said : ' ' + said;
         return true;
       }
       inner.push_back(c);
@@ -247,9 +287,6 @@ class ListReader {
   void endEntry() {
     endWord();
     const Entry entry = std::exchange(entry_, {});
-    if (entry.isEmpty()) {
-      return;
-    }
     if (entry.hasAngle) {
       endAngleEntry(entry);
     } else {
@@ -266,15 +303,15 @@ class ListReader {
     if (email.ends_with(":;")) {  // an empty group in the wrong place
       email = {};
     }
-    std::string phrase = phraseOf(entry.words, 0, entry.words.size());
-    add(email, phrase.empty() ? entry.comment : phrase);
+    const std::string phrase = phraseOf(entry.words, 0, entry.words.size());
+    const bool plain = email.find_first_of("( \t") == kNowhere;
+    add(plain ? std::string(email) : withoutComments(email), phrase.empty() ? entry.comment : phrase);
   }
 
   void endBareEntry(const Entry& entry) {
     const std::vector<Word>& words = entry.words;
     if (words.empty()) {
-      add({}, entry.comment);
-      return;
+      return;  // a comment says something of an address, or nothing
     }
     const bool anyEncoded =
         std::any_of(words.begin(), words.end(), [](const Word& word) { return isEncodedWord(word.raw); });
@@ -352,22 +389,6 @@ class ListReader {
 };
 
 // ---------------------------------------------------------------- writing
-
-bool isAtom(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return byte >= 0x80 || (byte > 0x20 && byte < 0x7F && std::string_view("()<>[]:;@\\,.\"").find(c) == kNowhere);
-}
-
-bool isDotAtom(std::string_view text) {
-  return !text.empty() && text.front() != '.' && text.back() != '.' && text.find("..") == kNowhere &&
-         std::all_of(text.begin(), text.end(), [](char c) { return c == '.' || isAtom(c); });
-}
-
-// Whether an address by the rules can stand without brackets.
-bool isAddrSpec(std::string_view email) {
-  const std::size_t at = email.rfind('@');
-  return at != kNowhere && isDotAtom(email.substr(0, at)) && isDotAtom(email.substr(at + 1)) && email.find("=?") == kNowhere;
-}
 
 bool isPrintable(std::u16string_view text) {
   return std::all_of(text.begin(), text.end(), [](char16_t c) { return c >= 0x20 && c < 0x7F; });

@@ -331,7 +331,8 @@ bool needsEncoding(std::u16string_view word, HeaderContext context) {
 }
 
 std::vector<Piece> splitText(std::u16string_view text, HeaderContext context) {
-  constexpr std::size_t kMostBareBlanks = 32;
+  // Readers of names take several blanks for one.
+  const std::size_t mostBareBlanks = context == HeaderContext::Phrase ? 1 : 32;
   std::vector<Piece> pieces;
   const auto add = [&pieces](Piece piece) {
     if (piece.encoded && !pieces.empty() && pieces.back().encoded) {
@@ -352,7 +353,7 @@ std::vector<Piece> splitText(std::u16string_view text, HeaderContext context) {
       } else {
         add({at, text.size(), true});
       }
-    } else if ((first && word > 0) || word - at > kMostBareBlanks) {
+    } else if ((first && word > 0) || word - at > mostBareBlanks) {
       // One blank stays outside to part the words.
       add({first ? 0 : at + 1, end, true});
     } else {

@@ -40,6 +40,13 @@ std::string tokenOf(std::string_view text, std::string_view others) {
   return out;
 }
 
+// A name as it may be written: no mark of a part or an extended value in it.
+std::string cleanName(std::string_view name) {
+  std::string clean = tokenOf(name, {});
+  std::erase_if(clean, [](char c) { return kExtendedSpecials.find(c) != kNowhere; });
+  return clean;
+}
+
 // Name, part number and "extended" mark of "filename*1*".
 struct PartName {
   std::string_view name;
@@ -441,15 +448,15 @@ ParameterList ParameterList::parse(std::string_view unfoldedRaw, const Charset* 
     }
     scanner.skip();
     scanner.skipBlanksAndComments();
-    const std::string clean = tokenOf(name, {});
-    const PartName part = splitName(clean);
+    const PartName part = splitName(name);
     std::string value = scanner.value(part.name);
-    if (part.name.empty() || part.name.size() > kLongestName) {
+    std::string clean = cleanName(part.name);
+    if (clean.empty() || clean.size() > kLongestName) {
       continue;
     }
-    const auto [place, isNew] = places.emplace(toLowerAscii(part.name), written.size());
+    const auto [place, isNew] = places.emplace(toLowerAscii(clean), written.size());
     if (isNew) {
-      written.push_back({std::string(part.name), std::nullopt, {}});
+      written.push_back({std::move(clean), std::nullopt, {}});
     }
     written[place->second].add(part, std::move(value));
   }
@@ -469,7 +476,7 @@ const Parameter* ParameterList::find(std::string_view name) const {
 }
 
 void ParameterList::set(std::string_view name, std::u16string_view value) {
-  Parameter parameter{std::string(name), wideToUtf8(value), std::u16string(value)};
+  Parameter parameter{cleanName(name), wideToUtf8(value), std::u16string(value)};
   if (const Parameter* old = find(name)) {
     parameters_[static_cast<std::size_t>(old - parameters_.data())] = std::move(parameter);
   } else {

@@ -92,7 +92,6 @@ constexpr Charset kCharsets[] = {
     row(20280, "ibm280", "CP280", 1252, Engine::Iconv, Shape::Ebcdic),
     row(20284, "ibm284", "CP284", 1252, Engine::Iconv, Shape::Ebcdic),
     row(20285, "ibm285", "CP285", 1252, Engine::Iconv, Shape::Ebcdic),
-    row(20290, "ibm290", "CP290", 932, Engine::Iconv, Shape::Ebcdic),
     row(20297, "ibm297", "CP297", 1252, Engine::Iconv, Shape::Ebcdic),
     row(20420, "ibm420", "CP420", 1256, Engine::Iconv, Shape::Ebcdic),
     row(20423, "ibm423", "CP423", 1253, Engine::Iconv, Shape::Ebcdic),

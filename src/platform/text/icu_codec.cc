@@ -15,12 +15,21 @@ struct CloseConverter {
 };
 using Converter = std::unique_ptr<UConverter, CloseConverter>;
 
+// Two escape sequences with nothing between them are no error: words of a header are put together so, and senders write
+// them.
+void passOverEmptySegment(const void*, UConverterToUnicodeArgs*, const char*, std::int32_t, UConverterCallbackReason reason,
+                          UErrorCode* error) {
+  if (reason == UCNV_IRREGULAR) {
+    *error = U_ZERO_ERROR;
+  }
+}
+
 // Stops at bad characters, so that they can be counted. Null if ICU lacks the charset.
 Converter openConverter(const Charset& charset) {
   UErrorCode error = U_ZERO_ERROR;
   Converter converter(ucnv_open(charset.converter.data(), &error));
   if (converter) {
-    ucnv_setToUCallBack(converter.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
+    ucnv_setToUCallBack(converter.get(), passOverEmptySegment, nullptr, nullptr, nullptr, &error);
     ucnv_setFromUCallBack(converter.get(), UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
   }
   return U_SUCCESS(error) ? std::move(converter) : nullptr;
