@@ -101,9 +101,10 @@ bool ClientWatcher::watch() {
     changeEvent_.reset();
     return true;
   }
-  bool last = false;
+  std::vector<ComPtr<IClientManip>> cut;
   {
     const Guard guard(*this);
+    bool last = false;
     for (std::size_t i = 0; i < watched.size(); ++i) {
       const auto entry = processes_.find(watched[i].first);
       // The id may have been given to a new process meanwhile.
@@ -112,26 +113,25 @@ bool ClientWatcher::watch() {
         last = processes_.empty();
       }
     }
+    if (last) {
+      cut = livingConnections();
+    }
   }
-  if (last) {
-    disconnect();
+  for (const ComPtr<IClientManip>& connection : cut) {
+    connection->clientDied();
   }
   return true;
 }
 
-void ClientWatcher::disconnect() {
-  std::vector<ComPtr<IClientManip>> held;
-  {
-    const Guard guard(*this);
-    for (IClientManip* connection : connections_) {
-      if (connection->addRefIfAlive()) {
-        held.push_back(ComPtr<IClientManip>::attach(connection));
-      }
+std::vector<ComPtr<IClientManip>> ClientWatcher::livingConnections() {
+  std::vector<ComPtr<IClientManip>> living;
+  living.reserve(connections_.size());
+  for (IClientManip* connection : connections_) {
+    if (connection->addRefIfAlive()) {
+      living.push_back(ComPtr<IClientManip>::attach(connection));
     }
   }
-  for (const ComPtr<IClientManip>& connection : held) {
-    connection->clientDied();
-  }
+  return living;
 }
 
 }  // namespace nalvo::detail

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <vector>
 
 #include "diagnostics/thread.h"
 #include "platform/com/com_ptr.h"
@@ -55,7 +56,8 @@ class ClientWatcher final : public Thread, public CLock {
   void execute() override;
   // Waits until a process ends or the set changes; false when the thread is to end.
   bool watch();
-  void disconnect();
+  // Each with a reference; the lock is held.
+  std::vector<ComPtr<IClientManip>> livingConnections();
 
   std::map<DWORD, Handle> processes_;
   std::set<IClientManip*> connections_;

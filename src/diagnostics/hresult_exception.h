@@ -41,6 +41,7 @@ class HResultException : public std::exception {
 
   const char* what() const noexcept override { return text_.c_str(); }
   virtual HRESULT getHResult() const noexcept { return hr_; }
+  std::int32_t kind() const noexcept { return kind_; }
 
  private:
   HRESULT hr_;
