@@ -68,4 +68,7 @@ endfunction()
 
 # The tool sees include/ and the host.
 function(nalvo_tool)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/tool/*.cc)
+  add_executable(nalvo ${sources})
+  target_link_libraries(nalvo PRIVATE nalvo-convert nalvo-host-all CLI11::CLI11)
 endfunction()

@@ -1,0 +1,61 @@
+#include "host/comparison.h"
+#include "host/mail.h"
+#include "tool/commands.h"
+
+namespace nalvo::tool {
+namespace {
+
+void tell(std::string& out, const char* kind, const std::vector<host::Difference>& differences) {
+  for (const host::Difference& difference : differences) {
+    out += std::string("  ") + kind + "  " + difference.where + ": " + difference.what;
+    if (!difference.rule.empty()) {
+      out += " (" + difference.rule + ")";
+    } else if (!difference.before.empty() && !difference.after.empty()) {
+      out += "\n      was: " + difference.before + "\n      is:  " + difference.after;
+    } else {
+      out += ": " + difference.before + difference.after;
+    }
+    out += "\n";
+  }
+}
+
+std::string sumOf(const host::Comparison& comparison) {
+  std::string text;
+  const auto add = [&text](std::size_t count, const char* word) {
+    if (count != 0) {
+      text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + word;
+    }
+  };
+  add(comparison.lost.size(), "lost");
+  add(comparison.changed.size(), "changed");
+  add(comparison.added.size(), "added");
+  return text;
+}
+
+}  // namespace
+
+Outcome check(const Input& input, bool json) {
+  const auto context = std::make_shared<host::HostContext>();
+  const ComPtr<IStream> mail = input.open();
+  const ComPtr<host::MemoryMessage> message = host::readMail(mail.get(), context, input.modified(), nullptr);
+  const ComPtr<IStream> back = host::writeMail(message.get(), nullptr);
+  const host::Comparison comparison = host::compareMails(mail.get(), back.get());
+
+  Outcome outcome;
+  outcome.error = sumOf(comparison);
+  if (json) {
+    nlohmann::ordered_json line = {{"file", input.name}};
+    line.update(host::toJson(comparison));
+    outcome.output = line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+  } else {
+    outcome.output = input.name + ": " + std::to_string(comparison.same) + " of " + std::to_string(comparison.compared) +
+                     " came back the same\n";
+    tell(outcome.output, "lost     ", comparison.lost);
+    tell(outcome.output, "changed  ", comparison.changed);
+    tell(outcome.output, "added    ", comparison.added);
+    tell(outcome.output, "explained", comparison.explained);
+  }
+  return outcome;
+}
+
+}  // namespace nalvo::tool
