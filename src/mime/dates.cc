@@ -122,9 +122,17 @@ class DateReader {
     return value;
   }
 
+  // Blanks around the colons of a time are an old form.
+  void skipBlanksBefore(char wanted) {
+    const std::size_t next = text_.find_first_not_of(" \t", at_);
+    at_ = next != std::string_view::npos && text_[next] == wanted ? next : at_;
+  }
+  void skipBlanks() { at_ = std::min(text_.find_first_not_of(" \t", at_), text_.size()); }
+
   bool number() {
     std::size_t count = 0;
     const int value = digits(&count);
+    skipBlanksBefore(':');
     if (peek() == ':' || (peek() == '.' && isDigit(peek(1)) && fields_.hour < 0 && fields_.year >= 0)) {
       return time(value);
     }
@@ -181,9 +189,12 @@ class DateReader {
     }
     fields_.hour = hour;
     ++at_;
+    skipBlanks();
     fields_.minute = digits();
-    if ((peek() == ':' || peek() == '.') && isDigit(peek(1))) {
+    skipBlanksBefore(':');
+    if (peek() == ':' || (peek() == '.' && isDigit(peek(1)))) {
       ++at_;
+      skipBlanks();
       fields_.second = digits();
     }
     if (peek() == '.' && isDigit(peek(1))) {  // a fraction
