@@ -86,21 +86,26 @@ void Thread::stop(bool value) {
   }
 }
 
-void Thread::stopAndWait() {
-  stop(true);
-  wait();
-}
+void Thread::stopAndWait() { waitFor(true); }
 
-void Thread::wait() {
+void Thread::wait() { waitFor(false); }
+
+void Thread::waitFor(bool stopping) {
   std::shared_ptr<Event> done;
+  bool current = false;
   {
+    // An object that deletes itself can't do so before the lock is free; nothing of it is touched afterwards.
     const CLock::Guard guard(lock_);
     if (!started_ || !isInThisProcess()) {
       return;
     }
     done = done_;
+    current = isCurrent();
+    if (stopping) {
+      stop(true);
+    }
   }
-  crashUnless(!isCurrent());
+  crashUnless(!current);
   done->wait();
 }
 

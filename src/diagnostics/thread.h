@@ -52,6 +52,7 @@ class Thread {
 
  private:
   static void run(Thread* self, std::shared_ptr<Event> done) noexcept;
+  void waitFor(bool stopping);
   bool isCurrent() const;
   // False in a process that was forked off, which has the object but not the thread.
   bool isInThisProcess() const;
