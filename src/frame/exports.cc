@@ -73,7 +73,7 @@ class PartsOut {
 extern "C" {
 
 HRESULT createStream(nalvo::IStream** out) noexcept {
-  return nalvo::atBoundary([&] { nalvo::streamUtils::createStream(out); });
+  return out == nullptr ? nalvo::E_INVALIDARG : nalvo::atBoundary([&] { nalvo::streamUtils::createStream(out); });
 }
 
 HRESULT mapiToMime(nalvo::IConvertMessage* message, nalvo::IAnnotations* annotations, nalvo::IStream* stream,
