@@ -72,7 +72,8 @@ TEST_F(CountedObject, PointerKeepsTheCountThroughCopyMoveAndPut) {
   ComPtr<Both> c = std::move(a);
   EXPECT_FALSE(a);  // NOLINT(bugprone-use-after-move)
   EXPECT_EQ(b, c);
-  b = b;
+  const ComPtr<Both>& itself = b;
+  b = itself;
   *b.put() = makeCom<Both>(alive).detach();
   EXPECT_EQ(alive, 2);
   c = nullptr;
