@@ -401,18 +401,28 @@ bool isBarePhrase(std::u16string_view name) {
                      [](char16_t c) { return c == u' ' || (c < 0x7F && isAtom(static_cast<char>(c))); });
 }
 
+std::size_t longestWord(std::u16string_view text) {
+  std::size_t longest = 0;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t end = std::min(text.find(u' ', at), text.size());
+    longest = std::max(longest, end - at);
+    at = end + 1;
+  }
+  return longest;
+}
+
 // A name in front of an address or alone, folded from `fold.startColumn` on.
 std::string writeName(const Address& address, const Charset* charset, const HeaderFold& fold) {
-  constexpr std::size_t kLongestPlain = 600;  // a longer text could not be quoted within the limit of a line
+  static constexpr std::u16string_view kManyBlanks = u"                                ";
   const std::u16string_view name = address.name;
-  if (!isPrintable(name) || name.find(u"=?") != std::u16string_view::npos || name.size() > kLongestPlain) {
-    // Alone it must not begin with a word that reads as an address.
+  if (!isPrintable(name) || name.find(u"=?") != kNowhere || name.find(kManyBlanks) != kNowhere ||
+      longestWord(name) > kLongestBareWord) {
     return encodeHeaderText(name, charset, fold, HeaderContext::Phrase);
   }
   std::string text;
   if (isBarePhrase(name) && !address.email.empty()) {
     text.assign(name.begin(), name.end());
-    return text;
+    return foldHeader(text, fold);
   }
   text = '"';
   for (const char16_t c : name) {
@@ -421,7 +431,7 @@ std::string writeName(const Address& address, const Charset* charset, const Head
     }
     text += static_cast<char>(c);
   }
-  return text + '"';
+  return foldHeader(text + '"', fold);
 }
 
 std::string writeEmail(const Address& address) {

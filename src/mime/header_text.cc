@@ -323,11 +323,10 @@ struct Piece {
 };
 
 bool needsEncoding(std::u16string_view word, HeaderContext context) {
-  constexpr std::size_t kLongestPlainWord = 900;  // a longer one would have to be cut
   const auto isPlain = [context](char16_t c) {
     return context == HeaderContext::Phrase ? isAtomUnit(c) : c > 0x20 && c < 0x7F;
   };
-  return word.size() > kLongestPlainWord || !std::all_of(word.begin(), word.end(), isPlain) || word.find(u"=?") != kNowhere;
+  return word.size() > kLongestBareWord || !std::all_of(word.begin(), word.end(), isPlain) || word.find(u"=?") != kNowhere;
 }
 
 std::vector<Piece> splitText(std::u16string_view text, HeaderContext context) {

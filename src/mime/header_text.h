@@ -35,6 +35,9 @@ std::u16string decodeRawText(std::string_view bytes, const Charset* messageChars
 // rule for raw bytes if the label is null or says us-ascii of what is none.
 std::u16string decodeLabelledText(std::string_view bytes, const Charset* label, const Charset* messageCharset);
 
+// A longer word is always encoded, since no line could hold it whole with its quotes and escapes.
+inline constexpr std::size_t kLongestBareWord = 400;
+
 // What may stand bare beside encoded words: any printable ASCII, or atoms only (names in front of addresses).
 enum class HeaderContext { Text, Phrase };
 
