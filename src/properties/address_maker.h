@@ -17,7 +17,8 @@ class AddressMaker {
   // When the two binaries are made.
   enum class Make { AtOnce, OnRequest };
 
-  // `address` is in the ANSI code page. Throws E_INVALIDARG for a null allocator or when both texts are empty.
+  // `address` is UTF-8 if it is valid as such, else in the ANSI code page. Throws E_INVALIDARG for a null allocator or when
+  // both texts are empty.
   AddressMaker(IMapiAllocator* allocator, std::string_view address, std::u16string_view name, Make make = Make::AtOnce);
 
   // Both stay owned by this object.
@@ -33,7 +34,8 @@ class AddressMaker {
   // allocator's code.
   static MapiBuffer<SBinary> createOneOffAddress(std::string_view address, std::u16string_view name,
                                                  std::u16string_view type, IMapiAllocator* allocator);
-  // Type, ":" and address in upper case with a terminator. Throws E_INVALIDARG for an empty text.
+  // Type, ":" and address in upper case with a terminator, in the encoding of the address. Throws E_INVALIDARG for an empty
+  // text.
   static MapiBuffer<SBinary> createOneOffSearchKey(std::string_view address, std::u16string_view type,
                                                    IMapiAllocator* allocator);
 

@@ -134,13 +134,20 @@ class PropUtils : public testing::Test {
 TEST_F(PropUtils, GettersTakeOnlyTheirTypes) {
   Object* o = object.get();
   const std::function<void()> wrong[] = {
-      [&] { MapiPropUtils::propULong(o, PR_SUBJECT); },        [&] { MapiPropUtils::propBool(o, PR_IMPORTANCE); },
-      [&] { MapiPropUtils::propDouble(o, PR_IMPORTANCE); },    [&] { MapiPropUtils::propSysTime(o, PR_IMPORTANCE); },
-      [&] { MapiPropUtils::propBinary(o, PR_SUBJECT); },       [&] { MapiPropUtils::propUnicodeT(o, PR_IMPORTANCE); },
-      [&] { MapiPropUtils::propMultiULong(o, PR_IMPORTANCE); }, [&] { MapiPropUtils::propMultiUtf8(o, PR_SUBJECT); },
-      [&] { MapiPropUtils::propULong(nullptr, PR_IMPORTANCE); }, [&] { MapiPropUtils::setULong(o, PR_SUBJECT, 1); },
-      [&] { MapiPropUtils::setMultiLong(o, 0x80011003, {}); },  [&] { MapiPropUtils::setMultiBin(o, 0x80011102, {}); },
-      [&] { MapiPropUtils::setMultiUnicode(o, 0x8001101F, {}); }, [&] { MapiPropUtils::propertyExists(nullptr, PR_SUBJECT); },
+      [&] { MapiPropUtils::propULong(o, PR_SUBJECT); },
+      [&] { MapiPropUtils::propBool(o, PR_IMPORTANCE); },
+      [&] { MapiPropUtils::propDouble(o, PR_IMPORTANCE); },
+      [&] { MapiPropUtils::propSysTime(o, PR_IMPORTANCE); },
+      [&] { MapiPropUtils::propBinary(o, PR_SUBJECT); },
+      [&] { MapiPropUtils::propUnicodeT(o, PR_IMPORTANCE); },
+      [&] { MapiPropUtils::propMultiULong(o, PR_IMPORTANCE); },
+      [&] { MapiPropUtils::propMultiUtf8(o, PR_SUBJECT); },
+      [&] { MapiPropUtils::propULong(nullptr, PR_IMPORTANCE); },
+      [&] { MapiPropUtils::setULong(o, PR_SUBJECT, 1); },
+      [&] { MapiPropUtils::setMultiLong(o, 0x80011003, {}); },
+      [&] { MapiPropUtils::setMultiBin(o, 0x80011102, {}); },
+      [&] { MapiPropUtils::setMultiUnicode(o, 0x8001101F, {}); },
+      [&] { MapiPropUtils::propertyExists(nullptr, PR_SUBJECT); },
       [&] { MapiPropUtils::setUnicode(o, PR_ENTRYID, u"x"); },
   };
   for (std::size_t i = 0; i < std::size(wrong); ++i) {
@@ -245,6 +252,8 @@ TEST_F(PropUtils, OneOffAddressesReadBack) {
       {"both", "lee", u"Ann Lee", u"Ann Lee", u"lee", "SMTP:LEE"},
       {"a name alone", "", u"Ann", u"Ann", u"Ann", "SYSTEM:ANN"},
       {"an address alone", "\xE9@x.org", u"", u"\u00E9@x.org", u"\u00E9@x.org", "SMTP:\xC9@X.ORG"},
+      {"an internationalised address", "\xC3\xA9\xCE\xB1@x.org", u"", u"\u00E9\u03B1@x.org", u"\u00E9\u03B1@x.org",
+       "SMTP:\xC3\x89\xCE\x91@X.ORG"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.why);
