@@ -1,6 +1,7 @@
 #include "platform/text/text.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/text/utf8.h"
 #include "platform/text/windows1252.h"
@@ -10,15 +11,23 @@ namespace {
 
 constexpr char16_t kReplacement = 0xFFFD;
 
-// Calls `good(codePoint)` and `bad()` for the pieces of a UTF-8 text; stops when `bad` answers false.
-template <typename Good, typename Bad>
-bool walkUtf8(std::string_view text, Good good, Bad bad) {
+// Appends a UTF-8 text; a strict reading stops and answers false at the first bad piece.
+bool readInto(std::u16string& out, std::string_view text, bool strict) {
+  out.reserve(text.size());
   for (std::size_t i = 0; i < text.size();) {
+    const std::size_t plain = asciiPrefix(text.data() + i, text.size() - i);
+    appendAscii(text.data() + i, plain, out);
+    i += plain;
+    if (i == text.size()) {
+      break;
+    }
     const Utf8Step step = readUtf8(text.data() + i, text.size() - i);
     if (step.kind == Utf8Step::Kind::Good) {
-      good(step.codePoint);
-    } else if (!bad()) {
+      appendUtf16(step.codePoint, out);
+    } else if (strict) {
       return false;
+    } else {
+      out.push_back(kReplacement);
     }
     i += step.bytes;
   }
@@ -77,24 +86,13 @@ std::string ansiToUpper(std::string_view text) {
 
 std::u16string utf8ToWide(std::string_view text) {
   std::u16string out;
-  out.reserve(text.size());
-  walkUtf8(
-      text, [&out](char32_t codePoint) { appendUtf16(codePoint, out); },
-      [&out] {
-        out.push_back(kReplacement);
-        return true;
-      });
+  readInto(out, text, false);
   return out;
 }
 
 std::optional<std::u16string> utf8ToWideStrict(std::string_view text) {
   std::u16string out;
-  out.reserve(text.size());
-  if (!walkUtf8(
-          text, [&out](char32_t codePoint) { appendUtf16(codePoint, out); }, [] { return false; })) {
-    return std::nullopt;
-  }
-  return out;
+  return readInto(out, text, true) ? std::optional(std::move(out)) : std::nullopt;
 }
 
 std::string wideToUtf8(std::u16string_view text) {

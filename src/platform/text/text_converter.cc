@@ -1,6 +1,7 @@
 #include "platform/text/text_converter.h"
 
 #include <algorithm>
+#include <bit>  // endian
 #include <utility>
 
 #include "platform/text/codec.h"
@@ -13,6 +14,8 @@ namespace {
 
 constexpr char16_t kReplacement = 0xFFFD;
 
+constexpr bool isSurrogate(char16_t unit) { return (unit & 0xF800) == 0xD800; }
+
 // A page of single bytes given by two functions: byte to unit and unit to byte, each -1 for "no such character".
 template <auto ToUnit>
 class ByteDecoder final : public Decoder {
@@ -20,13 +23,20 @@ class ByteDecoder final : public Decoder {
   using Decoder::Decoder;
 
   void decode(std::string_view in, std::u16string& out) override {
-    for (const char c : in) {
-      const int unit = ToUnit(static_cast<unsigned char>(c));
+    while (!in.empty()) {
+      const std::size_t plain = asciiPrefix(in.data(), in.size());
+      appendAscii(in.data(), plain, out);
+      in.remove_prefix(plain);
+      if (in.empty()) {
+        break;
+      }
+      const int unit = ToUnit(static_cast<unsigned char>(in.front()));
       if (unit >= 0) {
         out.push_back(static_cast<char16_t>(unit));
       } else {
         bad(out);
       }
+      in.remove_prefix(1);
     }
   }
   void finish(std::u16string&) override {}
@@ -77,7 +87,7 @@ class Utf8Decoder final : public Decoder {
     }
     while (!in.empty()) {
       const std::size_t plain = asciiPrefix(in.data(), in.size());
-      out.append(in.begin(), in.begin() + static_cast<std::ptrdiff_t>(plain));
+      appendAscii(in.data(), plain, out);
       in.remove_prefix(plain);
       if (in.empty()) {
         return;
@@ -106,9 +116,18 @@ class Utf8Decoder final : public Decoder {
   std::string carried_;
 };
 
+// How many units `in` begins with that pass `test`.
+template <typename Test>
+std::size_t prefixOf(std::u16string_view in, Test test) {
+  return static_cast<std::size_t>(std::find_if_not(in.begin(), in.end(), test) - in.begin());
+}
+
 // Parts a stream of units into whole characters: calls `good(codePoint)`, and `lone()` for half a surrogate pair.
 class SurrogateJoiner {
  public:
+  // Whether no half of a pair is kept.
+  bool isIdle() const { return high_ == 0; }
+
   template <typename Good, typename Lone>
   void feed(char16_t unit, Good good, Lone lone) {
     const char16_t high = std::exchange(high_, u'\0');
@@ -144,9 +163,18 @@ class Utf8Encoder final : public Encoder {
   using Encoder::Encoder;
 
   void encode(std::u16string_view in, std::string& out) override {
-    for (const char16_t unit : in) {
+    while (!in.empty()) {
+      if (joiner_.isIdle()) {
+        const std::size_t plain = prefixOf(in, [](char16_t unit) { return unit < 0x80; });
+        appendAscii(in.data(), plain, out);
+        in.remove_prefix(plain);
+        if (in.empty()) {
+          return;
+        }
+      }
       joiner_.feed(
-          unit, [&out](char32_t codePoint) { appendUtf8(codePoint, out); }, [&] { putBad(out); });
+          in.front(), [&out](char32_t codePoint) { appendUtf8(codePoint, out); }, [&] { putBad(out); });
+      in.remove_prefix(1);
     }
   }
   void finish(std::string& out) override {
@@ -172,10 +200,11 @@ class Utf16Decoder final : public Decoder {
       const auto byte = static_cast<unsigned char>(c);
       if (!half_) {
         low_ = byte;
+      } else if (const auto unit = static_cast<char16_t>(low_ | (byte << 8)); joiner_.isIdle() && !isSurrogate(unit)) {
+        out.push_back(unit);
       } else {
         joiner_.feed(
-            static_cast<char16_t>(low_ | (byte << 8)), [&out](char32_t codePoint) { appendUtf16(codePoint, out); },
-            [&] { bad(out); });
+            unit, [&out](char32_t codePoint) { appendUtf16(codePoint, out); }, [&] { bad(out); });
       }
       half_ = !half_;
     }
@@ -198,9 +227,19 @@ class Utf16Encoder final : public Encoder {
   using Encoder::Encoder;
 
   void encode(std::u16string_view in, std::string& out) override {
-    for (const char16_t unit : in) {
+    while (!in.empty()) {
+      if (joiner_.isIdle()) {
+        static_assert(std::endian::native == std::endian::little);
+        const std::size_t plain = prefixOf(in, [](char16_t unit) { return !isSurrogate(unit); });
+        out.append(reinterpret_cast<const char*>(in.data()), plain * sizeof(char16_t));
+        in.remove_prefix(plain);
+        if (in.empty()) {
+          return;
+        }
+      }
       joiner_.feed(
-          unit, [&out](char32_t codePoint) { put(codePoint, out); }, [&] { putBad(out); });
+          in.front(), [&out](char32_t codePoint) { put(codePoint, out); }, [&] { putBad(out); });
+      in.remove_prefix(1);
     }
   }
   void finish(std::string& out) override {

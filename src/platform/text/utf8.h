@@ -63,6 +63,16 @@ inline std::size_t asciiPrefix(const char* p, std::size_t left) {
   return i;
 }
 
+// Appends ASCII of either width to text of either width.
+template <typename From, typename To>
+void appendAscii(const From* p, std::size_t count, std::basic_string<To>& out) {
+  const std::size_t before = out.size();
+  out.resize(before + count);
+  for (std::size_t i = 0; i < count; ++i) {
+    out[before + i] = static_cast<To>(p[i]);
+  }
+}
+
 inline void appendUtf16(char32_t codePoint, std::u16string& out) {
   if (codePoint < 0x10000) {
     out.push_back(static_cast<char16_t>(codePoint));
