@@ -37,10 +37,7 @@ class BodyObject final : public IUnknownImpl<IMimeBody, IMimeHeaderTable> {
       return E_INVALIDARG;
     }
     value->pszVal = nullptr;
-    return atBoundary([&] {
-      settle();
-      getProperty(*body_, parseName(name), *value);
-    });
+    return atBoundary([&] { getProperty(*body_, settled(name), *value); });
   }
 
   HRESULT SetProp(HeaderName name, DWORD, const PROPVARIANT* value) noexcept override {
@@ -48,8 +45,7 @@ class BodyObject final : public IUnknownImpl<IMimeBody, IMimeHeaderTable> {
       return E_INVALIDARG;
     }
     return atBoundary([&] {
-      settle();
-      if (setProperty(*body_, parseName(name), *value)) {
+      if (setProperty(*body_, settled(name), *value)) {
         touch();
       }
     });
@@ -57,8 +53,7 @@ class BodyObject final : public IUnknownImpl<IMimeBody, IMimeHeaderTable> {
 
   HRESULT DeleteProp(HeaderName name) noexcept override {
     return atBoundary([&]() -> HRESULT {
-      settle();
-      if (!deleteProperty(*body_, parseName(name))) {
+      if (!deleteProperty(*body_, settled(name))) {
         return MIME_E_NOT_FOUND;
       }
       touch();
@@ -70,10 +65,8 @@ class BodyObject final : public IUnknownImpl<IMimeBody, IMimeHeaderTable> {
     if (text == nullptr) {
       return E_INVALIDARG;
     }
-    return atBoundary([&] {
-      settle();
-      return queryProperty(*body_, parseName(name), text, substring != 0, caseSensitive != 0) ? S_OK : S_FALSE;
-    });
+    return atBoundary(
+        [&] { return queryProperty(*body_, settled(name), text, substring != 0, caseSensitive != 0) ? S_OK : S_FALSE; });
   }
 
   HRESULT IsContentType(const char* type, const char* subtype) noexcept override {
@@ -140,7 +133,6 @@ class BodyObject final : public IUnknownImpl<IMimeBody, IMimeHeaderTable> {
       return E_NOINTERFACE;
     }
     return atBoundary([&] {
-      settle();
       setData(*body_, encoding, std::string(type) + "/" + subtype, static_cast<IStream*>(object));
       touch();
     });
@@ -151,20 +143,14 @@ class BodyObject final : public IUnknownImpl<IMimeBody, IMimeHeaderTable> {
       return E_INVALIDARG;
     }
     *out = nullptr;
-    return atBoundary([&] {
-      settle();
-      *out = openData(body_, encoding).detach();
-    });
+    return atBoundary([&] { *out = openData(body_, encoding).detach(); });
   }
 
   HRESULT GetDataHere(Encoding encoding, IStream* stream) noexcept override {
     if (stream == nullptr) {
       return E_INVALIDARG;
     }
-    return atBoundary([&] {
-      settle();
-      copyData(*body_, encoding, stream);
-    });
+    return atBoundary([&] { copyData(*body_, encoding, stream); });
   }
 
   HRESULT GetCurrentEncoding(Encoding* out) noexcept override {
@@ -192,7 +178,6 @@ class BodyObject final : public IUnknownImpl<IMimeBody, IMimeHeaderTable> {
     }
     *out = 0;
     return atBoundary([&] {
-      settle();
       *out = static_cast<ULONG>(std::min<std::uint64_t>(estimatedSize(*body_, encoding), std::numeric_limits<ULONG>::max()));
     });
   }
@@ -351,6 +336,14 @@ class BodyObject final : public IUnknownImpl<IMimeBody, IMimeHeaderTable> {
     if (owner() != nullptr) {
       owner()->settleAddresses();
     }
+  }
+  // The name, with addresses in the rows if it is one of theirs.
+  ParsedName settled(HeaderName name) {
+    const ParsedName parsed = parseName(name);
+    if (owner() != nullptr) {
+      owner()->settleAddressesFor(parsed);
+    }
+    return parsed;
   }
 
   std::size_t placeOf(HHEADERROW row) const {

@@ -162,7 +162,6 @@ HRESULT MessageObject::SetTextBody(TextType type, Encoding encoding, HBODY alter
     return E_INVALIDARG;
   }
   return atBoundary([&] {
-    settleAddresses();
     if (encoding == IET_BINARY && alternative == nullptr && texts().any() && Source::whole(stream)->size() == 0) {
       return;  // It was only to see that there is a text.
     }
@@ -251,7 +250,6 @@ HRESULT MessageObject::AttachObject(const IID& iid, void* object, HBODY* out) no
     } else if (iid != IStream::kIid) {
       return E_NOINTERFACE;
     }
-    settleAddresses();
     Body& body = placeAttachment();
     body.attached = Attached::Object;
     if (message) {
@@ -282,7 +280,6 @@ HRESULT MessageObject::AttachURL(const char*, const char* url, DWORD flags, IStr
     return E_INVALIDARG;
   }
   return atBoundary([&] {
-    settleAddresses();
     Body& body = tree_.insert(placeRelated(), nullptr);
     body.attached = Attached::Url;
     body.content = StreamContent{Source::whole(stream), IET_BINARY};

@@ -70,6 +70,12 @@ void MessageObject::settleAddresses() {
   }
 }
 
+void MessageObject::settleAddressesFor(const ParsedName& name) {
+  if (addressKindOf(name.header) != 0) {
+    settleAddresses();
+  }
+}
+
 const Charset* MessageObject::charset() {
   if (charset_ != nullptr) {
     return charset_;
@@ -223,7 +229,6 @@ HRESULT MessageObject::InsertBody(BodyLocation location, HBODY pivot, HBODY* out
     if ((!isBelow && !isBeside) || (isBeside && body.isRoot())) {
       throwHResult(E_INVALIDARG, kSource.at("MimeMessage::InsertBody"));
     }
-    settleAddresses();
     touch();
     if (isBeside) {
       return &tree_.insert(*body.parent, location == IBL_PREV ? &body : body.next);
@@ -240,7 +245,6 @@ HRESULT MessageObject::InsertBody(BodyLocation location, HBODY pivot, HBODY* out
 HRESULT MessageObject::DeleteBody(HBODY handle, DWORD) noexcept {
   return atBoundary([&] {
     Body& body = tree_.at(handle);
-    settleAddresses();
     tree_.remove(body);
     touch();
   });
@@ -309,7 +313,6 @@ HRESULT MessageObject::ToMultipart(HBODY handle, const char* subtype, HBODY* out
     if (body.isMultipart() && hasMediaType(body, "multipart", toLowerAscii(subtype))) {
       return &body;
     }
-    settleAddresses();
     touch();
     if (!body.hasContent()) {
       tree_.becomeMultipart(body, subtype);
@@ -344,8 +347,9 @@ HRESULT MessageObject::QueryBodyProp(HBODY handle, HeaderName name, const char* 
     return E_INVALIDARG;
   }
   return atBoundary([&] {
-    settleAddresses();
-    return queryProperty(tree_.at(handle), parseName(name), text, substring != 0, caseSensitive != 0) ? S_OK : S_FALSE;
+    const ParsedName parsed = parseName(name);
+    settleAddressesFor(parsed);
+    return queryProperty(tree_.at(handle), parsed, text, substring != 0, caseSensitive != 0) ? S_OK : S_FALSE;
   });
 }
 
@@ -355,8 +359,9 @@ HRESULT MessageObject::GetBodyProp(HBODY handle, HeaderName name, DWORD, PROPVAR
   }
   clearValue(*value);
   return atBoundary([&] {
-    settleAddresses();
-    getProperty(tree_.at(handle), parseName(name), *value);
+    const ParsedName parsed = parseName(name);
+    settleAddressesFor(parsed);
+    getProperty(tree_.at(handle), parsed, *value);
   });
 }
 
@@ -365,8 +370,9 @@ HRESULT MessageObject::SetBodyProp(HBODY handle, HeaderName name, DWORD, const P
     return E_INVALIDARG;
   }
   return atBoundary([&] {
-    settleAddresses();
-    if (setProperty(tree_.at(handle), parseName(name), *value)) {
+    const ParsedName parsed = parseName(name);
+    settleAddressesFor(parsed);
+    if (setProperty(tree_.at(handle), parsed, *value)) {
       touch();
     }
   });
@@ -382,8 +388,9 @@ HRESULT MessageObject::SetProp(HeaderName name, DWORD flags, const PROPVARIANT* 
 
 HRESULT MessageObject::DeleteProp(HeaderName name) noexcept {
   return atBoundary([&]() -> HRESULT {
-    settleAddresses();
-    if (!deleteProperty(tree_.root(), parseName(name))) {
+    const ParsedName parsed = parseName(name);
+    settleAddressesFor(parsed);
+    if (!deleteProperty(tree_.root(), parsed)) {
       return MIME_E_NOT_FOUND;
     }
     touch();

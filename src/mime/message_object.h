@@ -2,6 +2,7 @@
 #pragma once
 
 #include "mime/address_book.h"
+#include "mime/header_names.h"
 #include "mime/text_bodies.h"
 #include "platform/com/unknown_impl.h"
 
@@ -60,8 +61,10 @@ class MessageObject final : public IUnknownImpl<IMimeMessage> {
   // Something was changed: the mark is set, what was worked out before is void.
   void touch();
   bool isChanged() const { return isChanged_; }
-  // Writes pending addresses into the rows of the root.
+  // Writes pending addresses into the rows of the root, because somebody wants these.
   void settleAddresses();
+  // The same if the name is that of an address row.
+  void settleAddressesFor(const ParsedName& name);
   // What was set, else what the text says. Never null.
   const Charset* charset();
   const Charset* chosenCharset() const { return charset_; }

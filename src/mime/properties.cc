@@ -85,14 +85,14 @@ std::optional<Found> find(const Body& body, const ParsedName& name) {
   if (!name.parameter.empty()) {
     return findParameter(body, name);
   }
+  if (equalsIgnoreCase(name.header, kContentDisposition) && isRescued(body)) {
+    return foundText("attachment");
+  }
   const std::size_t place = body.rows.find(name.header);
   const bool isType = equalsIgnoreCase(name.header, kContentType);
   if (place == HeaderRows::kNone) {
     if (isType) {
       return missingType(body);
-    }
-    if (equalsIgnoreCase(name.header, kContentDisposition) && isRescued(body)) {
-      return foundText("attachment");
     }
     return std::nullopt;
   }

@@ -216,6 +216,7 @@ void SavePlan::planStoredEncoding(Body& body, BodyPlan& plan) {
 void SavePlan::planParts(Body& body, BodyPlan& plan) {
   if (body.childCount == 1 && body.isRoot() && !body.hasLoadedParts() && body.first->attached == Attached::Object &&
       body.first->stream() != nullptr && isPkcs7Mime(mediaTypeOf(*body.first))) {
+    plan = of(*body.first);
     plan.flattened = body.first;
     return;
   }

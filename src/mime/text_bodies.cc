@@ -269,8 +269,8 @@ class RoleMaker {
     const bool isTheItem = disposition.empty() && above.subtype == "mixed" && body.previous == nullptr &&
                            (type.is("text", "x-vcard-dl") || type.is("text", "x-stickynote"));
     const bool isText = type.is("text", "plain") || type.is("text", "html");
-    const bool isLeftBlank = isText && disposition.empty() && body.attached == Attached::No && isBlank(body) &&
-                             body.parent != nullptr && !hasFileName(body);
+    const bool isLeftBlank =
+        isText && disposition.empty() && body.attached == Attached::No && isBlank(body) && !hasFileName(body);
     if ((isNotification && above.isReadReport) || isTheItem || isLeftBlank) {
       return role;
     }
