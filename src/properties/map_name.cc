@@ -2,6 +2,8 @@
 
 #include "diagnostics/hresult_exception.h"
 #include "platform/mapi/property_types.h"
+#include "platform/text/text.h"
+#include "properties/lexical.h"
 #include "properties/mapi_alloc.h"
 #include "properties/mapi_prop_utils.h"
 
@@ -9,6 +11,11 @@ namespace nalvo {
 namespace {
 
 constexpr SourceFile kSource{".\\MapiName"};
+
+// What tells the kind of a name in its text.
+constexpr std::string_view kById = "[I]";
+constexpr std::string_view kByNarrowName = "[N]";  // only read
+constexpr std::string_view kByWideName = "[UN]";
 
 ULONG wideType(ULONG type) {
   switch (type) {
@@ -77,6 +84,37 @@ ULONG MapiName::getPropertyTag(IConvertObject* object) const {
     throwHResult(E_FAIL, kSource.at(kWhere));
   }
   return changePropType(tag, type_);
+}
+
+std::string MapiName::annotationString() const {
+  LexicalSynthesizer out;
+  out.putLong(type_);
+  out.putGuid(set_);
+  if (kind_ == MNID_ID) {
+    out.putRaw(kById);
+    out.putLong(id_);
+  } else {
+    out.putRaw(kByWideName);
+    out.putWideString(name_);
+  }
+  return out.take();
+}
+
+MapiName MapiName::fromAnnotationString(std::string_view text) {
+  LexicalParser in(text);
+  const ULONG type = in.getLong();
+  const GUID set = in.getGuid();
+  const std::string_view kind = in.nextToken();
+  if (kind == kById) {
+    return {set, in.getLong(), type};
+  }
+  if (kind == kByNarrowName) {
+    return {set, ansiToWide(in.getString()), type};
+  }
+  if (kind == kByWideName) {
+    return {set, in.getStringOld(), type};
+  }
+  throwHResult(MAPI_E_CORRUPT_DATA, kSource.at("MapiName::fromAnnotationString"));
 }
 
 MapiName::NamedTag::NamedTag(IConvertObject* object) : object_(ComPtr<IConvertObject>::retain(object)) {

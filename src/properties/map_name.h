@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "nalvo/interfaces.h"
@@ -32,6 +33,11 @@ class MapiName {
   // The tag on an object, which gives the name an id if it has none. Throws E_INVALIDARG for a null object, E_FAIL for an
   // answer of PT_ERROR, and the object's code.
   ULONG getPropertyTag(IConvertObject* object) const;
+
+  // The name as text, which holds everywhere: "0000101f {00020329-0000-0000-C000-000000000046} [UN] "Keywords"".
+  std::string annotationString() const;
+  // Throws MAPI_E_CORRUPT_DATA for a text that is no name.
+  static MapiName fromAnnotationString(std::string_view text);
 
   const GUID& set() const { return set_; }
   ULONG kind() const { return kind_; }

@@ -1,47 +1,195 @@
-// The named properties that the convertors know by heart.
+// The 202 named properties that the convertors know by heart.
 #pragma once
+
+#include <array>
+#include <initializer_list>
 
 #include "platform/mapi/property_types.h"
 #include "properties/map_name.h"
 
 namespace nalvo::named {
+namespace detail {
+
+// Fills the table group by group.
+class TableBuilder {
+ public:
+  constexpr void add(const GUID& set, ULONG type, std::initializer_list<std::uint32_t> ids) {
+    for (const std::uint32_t id : ids) {
+      rows_.at(count_++) = {set, type, nullptr, id};
+    }
+  }
+  constexpr void add(const GUID& set, ULONG type, std::initializer_list<const char16_t*> names) {
+    for (const char16_t* name : names) {
+      rows_.at(count_++) = {set, type, name, 0};
+    }
+  }
+  constexpr const auto& rows() const { return count_ == rows_.size() ? rows_ : throw "the table has another size"; }
+
+ private:
+  std::array<NamedProperty, 202> rows_{};
+  std::size_t count_ = 0;
+};
+
+consteval auto makeTable() {
+  TableBuilder table;
+  table.add(PSETID_Common, PT_LONG, {0x8501, 0x8510, 0x8518, 0x851A, 0x8570, 0x8578});
+  table.add(PSETID_Common, PT_BOOLEAN, {0x8503, 0x8506, 0x8514, 0x851E});
+  table.add(PSETID_Common, PT_UNICODE, {0x851F, 0x8530, 0x8534, 0x8535, 0x8536, 0x8537, 0x8538, 0x8539, 0x8586});
+  table.add(PSETID_Common, PT_SYSTIME, {0x8502, 0x8516, 0x8517, 0x8560});
+  table.add(PSETID_Common, PT_BINARY, {0x8519, 0x8584, 0x8585});
+  table.add(PSETID_Common, PT_MV_LONG, {0x8543, 0x8544, 0x8545});
+  table.add(PSETID_Address, PT_LONG, {0x8006, 0x8022, 0x8029});
+  table.add(PSETID_Address, PT_BOOLEAN, {0x8015});
+  table.add(PSETID_Address, PT_UNICODE,
+            {0x8005, 0x801A, 0x801B, 0x801C, 0x8045, 0x8046, 0x8047, 0x8048, 0x8049, 0x804A, 0x8053, 0x8062,
+             0x8080, 0x8082, 0x8083, 0x8084, 0x8090, 0x8092, 0x8093, 0x8094, 0x80A0, 0x80A2, 0x80A3, 0x80A4,
+             0x80B2, 0x80B3, 0x80B4, 0x80C2, 0x80C3, 0x80C4, 0x80D2, 0x80D3, 0x80D4, 0x80D8});
+  table.add(PSETID_Address, PT_BINARY, {0x8085, 0x8095, 0x80A5, 0x80B5, 0x80C5, 0x80D5});
+  table.add(PSETID_Address, PT_MV_LONG, {0x8027, 0x8028});
+  table.add(PSETID_Address, PT_MV_UNICODE, {0x8056});
+  table.add(PSETID_Address, PT_MV_BINARY, {0x8054, 0x8055});
+  table.add(PSETID_Appointment, PT_LONG, {0x8201, 0x8204, 0x8205, 0x8213, 0x8214, 0x8217, 0x8218, 0x8231, 0x8256});
+  table.add(PSETID_Appointment, PT_BOOLEAN, {0x8200, 0x8215, 0x8223, 0x8257});
+  table.add(PSETID_Appointment, PT_UNICODE, {0x8208, 0x8232, 0x8234});
+  table.add(PSETID_Appointment, PT_SYSTIME, {0x820D, 0x820E, 0x8235, 0x8236, 0x8250, 0x8251});
+  table.add(PSETID_Appointment, PT_BINARY, {0x8216, 0x8233});
+  table.add(PSETID_Task, PT_LONG, {0x8101, 0x8110, 0x8111, 0x8112, 0x8113, 0x811A, 0x8120, 0x8123, 0x8129, 0x812A});
+  table.add(PSETID_Task, PT_DOUBLE, {0x8102});
+  table.add(PSETID_Task, PT_BOOLEAN, {0x8103, 0x8119, 0x811B, 0x811C, 0x8126});
+  table.add(PSETID_Task, PT_UNICODE, {0x811F, 0x8122});
+  table.add(PSETID_Task, PT_SYSTIME, {0x8104, 0x8105, 0x810F, 0x8115});
+  table.add(PSETID_Task, PT_BINARY, {0x8116});
+  table.add(PSETID_Log, PT_LONG, {0x8707});
+  table.add(PSETID_Log, PT_UNICODE, {0x8700, 0x8712});
+  table.add(PSETID_Log, PT_SYSTIME, {0x8706, 0x8708});
+  table.add(PSETID_Note, PT_LONG, {0x8B00, 0x8B02, 0x8B03, 0x8B04, 0x8B05});
+  table.add(PSETID_Sharing, PT_UNICODE, {0x8A24});
+  table.add(PSETID_Sharing, PT_SYSTIME, {0x8A1F, 0x8A22, 0x8A55});
+  table.add(PSETID_Sharing, PT_CLSID, {0x8A5E});
+  table.add(PSETID_Sharing, PT_BINARY, {0x8A20, 0x8A2D, 0x8A2E});
+  table.add(PSETID_Meeting, PT_UNICODE, {0x0002});
+  table.add(PSETID_Meeting, PT_SYSTIME, {0x0001});
+  table.add(PSETID_Meeting, PT_BINARY, {0x0003, 0x0023});
+
+  table.add(PSETID_SyncEngine, PT_LONG, {u"IMAP UID"});
+  table.add(PSETID_SyncEngine, PT_BOOLEAN, {u"Contact Folders Set As AB", u"Own Folder"});
+  table.add(PSETID_SyncEngine, PT_UNICODE,
+            {u"Physical path",
+             u"Virtual path",
+             u"Instance name",
+             u"Client version",
+             u"Client type",
+             u"Provider",
+             u"Contact Picture CID",
+             u"Reporting-MTA",
+             u"Arrival-Date",
+             u"Original-Envelope-Id",
+             u"DSN-Gateway",
+             u"Received-From-MTA",
+             u"Original-Recipient",
+             u"Report-Status",
+             u"Remote-MTA",
+             u"Final-Recipient",
+             u"Diagnostic-Code",
+             u"Action",
+             u"Last-Attempt-Date",
+             u"Final-Log-ID",
+             u"Will-Retry-Until",
+             u"Plaintext",
+             u"DSN-Report-Original-Message-Headers",
+             u"DSN-Report-Original-Delivery-Status",
+             u"MDN-Report-Original-Disposition-Notification",
+             u"Sieve Rules",
+             u"Sieve Rules Last Modification Time"});
+  table.add(PSETID_SyncEngine, PT_BINARY,
+            {u"Search criteria", u"Inbox entryid", u"Receive Folders", u"Attach Data Obj", u"Recipient Table Data",
+             u"Junk E-mail EntryID", u"Conflicts guid", u"Local Failures guid", u"Server Failures guid"});
+  table.add(PSETID_Common, PT_LONG, {u"ArchiveSourceSupportMask"});
+  table.add(PS_INTERNET_HEADERS, PT_BOOLEAN, {u"Is Spam"});
+  table.add(PS_INTERNET_HEADERS, PT_UNICODE, {u"Content-Class", u"X-Envelope-To", u"X-Spam-Level", u"X-Spam-Status"});
+  table.add(PSETID_Charset, PT_BINARY, {u"Internet Charset Body"});
+  table.add(
+      PS_PUBLIC_STRINGS, PT_BOOLEAN,
+      {u"urn:schemas-microsoft-com:office:outlook#ishidden", u"urn:schemas-microsoft-com:office:outlook#storetypeprivate"});
+  table.add(PS_PUBLIC_STRINGS, PT_MV_UNICODE, {u"Keywords"});
+  table.add(PSETID_SyncState, PT_SYSTIME, {u"Modtime"});
+  table.add(PSETID_SyncState, PT_BINARY, {u"Collblob", u"Backup Collblob", u"Temp Collblob"});
+  table.add(PSETID_Scanner, PT_LONG, {u"AVG FLAGS (IN)", u"AVG FLAGS (OUT)"});
+  return table.rows();
+}
+
+}  // namespace detail
+
+// In the order of sets and types; those named by number first.
+inline constexpr std::array kAll = detail::makeTable();
+
+namespace detail {
+
+constexpr bool sameText(const char16_t* a, const char16_t* b) {
+  while (*a != 0 && *a == *b) {
+    ++a;
+    ++b;
+  }
+  return *a == *b;
+}
+
+// The row of a name; a name that has none does not compile.
+consteval const NamedProperty& row(const GUID& set, std::uint32_t id) {
+  for (const NamedProperty& property : kAll) {
+    if (property.name == nullptr && property.id == id && property.set == set) {
+      return property;
+    }
+  }
+  throw "no such property";
+}
+consteval const NamedProperty& row(const GUID& set, const char16_t* name) {
+  for (const NamedProperty& property : kAll) {
+    if (property.name != nullptr && property.set == set && sameText(property.name, name)) {
+      return property;
+    }
+  }
+  throw "no such property";
+}
+
+}  // namespace detail
 
 // Common
-inline constexpr NamedProperty kReminderTime{PSETID_Common, PT_SYSTIME, nullptr, 0x8502};
-inline constexpr NamedProperty kReminderSet{PSETID_Common, PT_BOOLEAN, nullptr, 0x8503};
-inline constexpr NamedProperty kSmartNoAttach{PSETID_Common, PT_BOOLEAN, nullptr, 0x8514};
-inline constexpr NamedProperty kFlagRequest{PSETID_Common, PT_UNICODE, nullptr, 0x8530};
-inline constexpr NamedProperty kReminderSignalTime{PSETID_Common, PT_SYSTIME, nullptr, 0x8560};
-inline constexpr NamedProperty kImapDeleted{PSETID_Common, PT_LONG, nullptr, 0x8570};
-inline constexpr NamedProperty kSideEffectsState{PSETID_Common, PT_LONG, nullptr, 0x8578};
+inline constexpr const NamedProperty& kReminderTime = detail::row(PSETID_Common, 0x8502);
+inline constexpr const NamedProperty& kReminderSet = detail::row(PSETID_Common, 0x8503);
+inline constexpr const NamedProperty& kSmartNoAttach = detail::row(PSETID_Common, 0x8514);
+inline constexpr const NamedProperty& kFlagRequest = detail::row(PSETID_Common, 0x8530);
+inline constexpr const NamedProperty& kReminderSignalTime = detail::row(PSETID_Common, 0x8560);
+inline constexpr const NamedProperty& kImapDeleted = detail::row(PSETID_Common, 0x8570);
+inline constexpr const NamedProperty& kSideEffectsState = detail::row(PSETID_Common, 0x8578);
 
 // Tasks
-inline constexpr NamedProperty kTaskStatus{PSETID_Task, PT_LONG, nullptr, 0x8101};
-inline constexpr NamedProperty kTaskComplete{PSETID_Task, PT_BOOLEAN, nullptr, 0x811C};
+inline constexpr const NamedProperty& kTaskStatus = detail::row(PSETID_Task, 0x8101);
+inline constexpr const NamedProperty& kTaskComplete = detail::row(PSETID_Task, 0x811C);
 
 // Internet headers
-inline constexpr NamedProperty kIsSpam{PS_INTERNET_HEADERS, PT_BOOLEAN, u"Is Spam", 0};
-inline constexpr NamedProperty kContentClass{PS_INTERNET_HEADERS, PT_UNICODE, u"Content-Class", 0};
-inline constexpr NamedProperty kXEnvelopeTo{PS_INTERNET_HEADERS, PT_UNICODE, u"X-Envelope-To", 0};
-inline constexpr NamedProperty kXSpamLevel{PS_INTERNET_HEADERS, PT_UNICODE, u"X-Spam-Level", 0};
-inline constexpr NamedProperty kXSpamStatus{PS_INTERNET_HEADERS, PT_UNICODE, u"X-Spam-Status", 0};
+inline constexpr const NamedProperty& kIsSpam = detail::row(PS_INTERNET_HEADERS, u"Is Spam");
+inline constexpr const NamedProperty& kContentClass = detail::row(PS_INTERNET_HEADERS, u"Content-Class");
+inline constexpr const NamedProperty& kXEnvelopeTo = detail::row(PS_INTERNET_HEADERS, u"X-Envelope-To");
+inline constexpr const NamedProperty& kXSpamLevel = detail::row(PS_INTERNET_HEADERS, u"X-Spam-Level");
+inline constexpr const NamedProperty& kXSpamStatus = detail::row(PS_INTERNET_HEADERS, u"X-Spam-Status");
 
 // Charset
-inline constexpr NamedProperty kInternetCharsetBody{PSETID_Charset, PT_BINARY, u"Internet Charset Body", 0};
+inline constexpr const NamedProperty& kInternetCharsetBody = detail::row(PSETID_Charset, u"Internet Charset Body");
 
 // Stores and folders
-inline constexpr NamedProperty kStoreTypePrivate{
-    PS_PUBLIC_STRINGS, PT_BOOLEAN, u"urn:schemas-microsoft-com:office:outlook#storetypeprivate", 0};
-inline constexpr NamedProperty kInboxEntryId{PSETID_SyncEngine, PT_BINARY, u"Inbox entryid", 0};
-inline constexpr NamedProperty kJunkEntryId{PSETID_SyncEngine, PT_BINARY, u"Junk E-mail EntryID", 0};
-inline constexpr NamedProperty kSieveRules{PSETID_SyncEngine, PT_UNICODE, u"Sieve Rules", 0};
-inline constexpr NamedProperty kSieveRulesTime{PSETID_SyncEngine, PT_UNICODE, u"Sieve Rules Last Modification Time", 0};
-inline constexpr NamedProperty kReceiveFolders{PSETID_SyncEngine, PT_BINARY, u"Receive Folders", 0};
-inline constexpr NamedProperty kConflictsGuid{PSETID_SyncEngine, PT_BINARY, u"Conflicts guid", 0};
-inline constexpr NamedProperty kLocalFailuresGuid{PSETID_SyncEngine, PT_BINARY, u"Local Failures guid", 0};
-inline constexpr NamedProperty kServerFailuresGuid{PSETID_SyncEngine, PT_BINARY, u"Server Failures guid", 0};
-inline constexpr NamedProperty kOwnFolder{PSETID_SyncEngine, PT_BOOLEAN, u"Own Folder", 0};
-inline constexpr NamedProperty kCollblob{PSETID_SyncState, PT_BINARY, u"Collblob", 0};
-inline constexpr NamedProperty kBackupCollblob{PSETID_SyncState, PT_BINARY, u"Backup Collblob", 0};
+inline constexpr const NamedProperty& kStoreTypePrivate =
+    detail::row(PS_PUBLIC_STRINGS, u"urn:schemas-microsoft-com:office:outlook#storetypeprivate");
+inline constexpr const NamedProperty& kInboxEntryId = detail::row(PSETID_SyncEngine, u"Inbox entryid");
+inline constexpr const NamedProperty& kJunkEntryId = detail::row(PSETID_SyncEngine, u"Junk E-mail EntryID");
+inline constexpr const NamedProperty& kSieveRules = detail::row(PSETID_SyncEngine, u"Sieve Rules");
+inline constexpr const NamedProperty& kSieveRulesTime =
+    detail::row(PSETID_SyncEngine, u"Sieve Rules Last Modification Time");
+inline constexpr const NamedProperty& kReceiveFolders = detail::row(PSETID_SyncEngine, u"Receive Folders");
+inline constexpr const NamedProperty& kConflictsGuid = detail::row(PSETID_SyncEngine, u"Conflicts guid");
+inline constexpr const NamedProperty& kLocalFailuresGuid = detail::row(PSETID_SyncEngine, u"Local Failures guid");
+inline constexpr const NamedProperty& kServerFailuresGuid = detail::row(PSETID_SyncEngine, u"Server Failures guid");
+inline constexpr const NamedProperty& kOwnFolder = detail::row(PSETID_SyncEngine, u"Own Folder");
+inline constexpr const NamedProperty& kCollblob = detail::row(PSETID_SyncState, u"Collblob");
+inline constexpr const NamedProperty& kBackupCollblob = detail::row(PSETID_SyncState, u"Backup Collblob");
 
 }  // namespace nalvo::named
