@@ -26,18 +26,22 @@ class QpCleaner final : public ByteFilter {
           blanks_ += c;
           continue;
         }
+        out += '=';
         if (c != '\r' && c != '\n') {
           out += blanks_;
         }
         isWaiting_ = false;
         blanks_.clear();
       }
-      out += c;
-      isWaiting_ = c == '=';
+      if (c == '=') {
+        isWaiting_ = true;
+      } else {
+        out += c;
+      }
     }
   }
-  void finish(std::string& out) override {
-    out += blanks_;
+  // A "=" at the very end is a soft break whose line end belongs to the delimiter behind.
+  void finish(std::string&) override {
     blanks_.clear();
     isWaiting_ = false;
   }

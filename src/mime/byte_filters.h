@@ -19,7 +19,8 @@ class ByteFilter {
   virtual void finish(std::string& out) = 0;
 };
 
-// Takes blanks between "=" and a line end out of quoted-printable text, which decoders take for a soft break.
+// Makes soft breaks of quoted-printable text plain to decoders: blanks between "=" and a line end go, and so does a "=" at
+// the end of the text.
 std::unique_ptr<ByteFilter> makeQpCleaner();
 std::unique_ptr<ByteFilter> makeQpDecoder();
 std::unique_ptr<ByteFilter> makeQpEncoder();

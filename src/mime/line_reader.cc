@@ -30,6 +30,7 @@ bool LineReader::next(Line& line) {
     line.length = before + 1;
     line.text = piece.substr(0, before + 1 - line.lineEnd);
     position_ = line.end();
+    lineEndBehind_ = line.lineEnd;
     return true;
   }
   // The last line without an end, or one longer than a window.
@@ -50,6 +51,7 @@ bool LineReader::next(Line& line) {
     piece = source_.view(position_);
   }
   line.length = position_ - start;
+  lineEndBehind_ = line.lineEnd;
   line.text = longHead_;
   if (isWhole) {
     line.text = line.text.substr(0, static_cast<std::size_t>(line.length - line.lineEnd));
@@ -58,7 +60,7 @@ bool LineReader::next(Line& line) {
 }
 
 bool LineReader::nextDashed(Line& line, unsigned& lineEndAhead) {
-  lineEndAhead = 0;
+  lineEndAhead = lineEndBehind_;
   char last = 0;
   bool atLineStart = true;
   for (;;) {

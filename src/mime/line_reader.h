@@ -26,16 +26,20 @@ class LineReader {
   // False at the end.
   bool next(Line& line);
   // Passes over lines up to the next one that begins with "--". `lineEndAhead` takes the length of the line end in front of
-  // it, as far as the reader has passed over it.
+  // it; 0 if the reader was moved there.
   bool nextDashed(Line& line, unsigned& lineEndAhead);
 
   std::uint64_t position() const { return position_; }
   // To the start of a line.
-  void moveTo(std::uint64_t offset) { position_ = offset; }
+  void moveTo(std::uint64_t offset) {
+    position_ = offset;
+    lineEndBehind_ = 0;
+  }
 
  private:
   Source& source_;
   std::uint64_t position_ = 0;
+  unsigned lineEndBehind_ = 0;  // of the last line that was read
   std::string longHead_;
 };
 

@@ -53,6 +53,7 @@ TEST(MimeScanner, OddTexts) {
       {"the outer delimiter ends the inner multipart", head + "--b\r\n" + inner + "--c\r\n\r\n1\r\n--b\r\n\r\n2",
        "parts(parts(1)|2)"},
       {"an inner multipart without parts is a leaf", head + "--b\r\n" + inner + "1\r\n--b\r\n\r\n2", "parts(1|2)"},
+      {"a line ahead of the delimiter that begins with dashes", head + "--b\r\n\r\n1\r\n-- \r\n--b--", "parts(1\r\n-- )"},
       {"one boundary for two, the innermost wins",
        head + "--b\r\n" + head + "--b\r\n\r\n1\r\n--b--\r\n--b\r\n\r\n2\r\n--b--", "parts(parts(1)|2)"},
       {"a delimiter right behind the rows", head + "--b\r\nA: 1\r\n--b\r\n\r\n2", "parts(.|2)"},
