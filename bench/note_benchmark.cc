@@ -48,8 +48,8 @@ double timeOf(const std::function<void()>& body) {
 }
 
 void row(const char* name, double seconds, double bytes) {
-  std::printf("  %-34s %10.1f us %10.0f /s %9.1f MB/s  peak %6.1f MB\n", name, seconds * 1e6, 1 / seconds, bytes / seconds / 1e6,
-              peakMegabytes());
+  std::printf("  %-34s %10.1f us %10.0f /s %9.1f MB/s  peak %6.1f MB\n", name, seconds * 1e6, 1 / seconds,
+              bytes / seconds / 1e6, peakMegabytes());
 }
 
 void bothWays(const std::string& name, const std::string& text) {
@@ -97,7 +97,8 @@ void corpus(const char* folder) {
     row(name, seconds / static_cast<double>(mails.size()), bytes / static_cast<double>(mails.size()));
   };
   std::printf("%zu messages of the corpus, %.1f MB\n", mails.size(), bytes / 1e6);
-  measure("MIME to MAPI", [&](std::size_t i) { messages[i] = host::readMail(mails[i].first.get(), context, kFallback, nullptr); });
+  measure("MIME to MAPI",
+          [&](std::size_t i) { messages[i] = host::readMail(mails[i].first.get(), context, kFallback, nullptr); });
   measure("MAPI to MIME", [&](std::size_t i) { host::writeMail(messages[i].get(), nullptr); });
 }
 

@@ -47,8 +47,7 @@ ComPtr<IConvertor> convertorOf(const std::u16string& messageClass) {
 // The detected class is written over a class that says nothing; a more specific one of the client stays.
 void setDetectedClass(IConvertMessage* message, IMapiAllocator* allocator, std::u16string_view detected) {
   const std::u16string present = detail::readClass(message, allocator);
-  const bool saysNothing =
-      present.empty() || equalsIgnoreCase(present, u"IPM") || equalsIgnoreCase(present, u"IPM.Note");
+  const bool saysNothing = present.empty() || equalsIgnoreCase(present, u"IPM") || equalsIgnoreCase(present, u"IPM.Note");
   if (saysNothing && !detected.empty()) {
     MapiPropUtils::setUnicode(message, PR_MESSAGE_CLASS, detected);
   }

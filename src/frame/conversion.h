@@ -9,8 +9,8 @@
 
 namespace nalvo::Conversion {
 
-// Messages lie inside messages at most this deep. Deeper ones would end on the stack: towards MAPI the innermost stays a file
-// (MAPI_E_CORRUPT_DATA, which the attachment step answers so), towards MIME the run fails with MAPI_E_TOO_COMPLEX.
+// Messages lie inside messages at most this deep. Deeper ones would end on the stack: towards MAPI the innermost stays a
+// file (MAPI_E_CORRUPT_DATA, which the attachment step answers so), towards MIME the run fails with MAPI_E_TOO_COMPLEX.
 inline constexpr int kMaxEmbedding = 100;
 
 // The forms of the exports. Throw E_INVALIDARG for a null argument that is not optional there, and whatever fails first.

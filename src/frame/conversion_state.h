@@ -1,7 +1,7 @@
 // The objects and flags of one run, through which every stage reaches them.
 //
-// A state is idle until a direction is chosen, which happens once between two resets. Every getter throws E_INVALIDARG in the
-// idle state; those marked (*) throw E_POINTER for an object that this run has not.
+// A state is idle until a direction is chosen, which happens once between two resets. Every getter throws E_INVALIDARG in
+// the idle state; those marked (*) throw E_POINTER for an object that this run has not.
 #pragma once
 
 #include "frame/flags.h"
@@ -18,10 +18,10 @@ class ConvertorDataBase {
   ConvertorDataBase(const ConvertorDataBase&) = delete;
   ConvertorDataBase& operator=(const ConvertorDataBase&) = delete;
 
-  IMapiAllocator* getAllocator() const;              // (*)
-  mime::IMimeMessage* getMimeMessage() const;        // (*)
-  IStream* getAnnotationStream() const;              // (*)
-  IAnnotations* getAnnotations() const;              // (*)
+  IMapiAllocator* getAllocator() const;        // (*)
+  mime::IMimeMessage* getMimeMessage() const;  // (*)
+  IStream* getAnnotationStream() const;        // (*)
+  IAnnotations* getAnnotations() const;        // (*)
   // The flags of the run's direction. Asking for those of the other one throws E_INVALIDARG.
   ToMimeFlags getToMimeFlags() const;
   ToMapiFlags getToMapiFlags() const;
@@ -67,8 +67,8 @@ class ConvertorDataMessage : public ConvertorDataBase {
  public:
   ~ConvertorDataMessage() { reset(true); }
 
-  IMimeFlags* getMimeFlags() const;          // (*)
-  IConvertMessage* getMapiMessage() const;   // (*)
+  IMimeFlags* getMimeFlags() const;         // (*)
+  IConvertMessage* getMapiMessage() const;  // (*)
   // The message that embeds this one; null for a run of its own.
   IConvertMessage* getSuperMessage() const;
   Converted getConverted() const;
@@ -102,10 +102,10 @@ class ConvertorDataMessage : public ConvertorDataBase {
 // The state of one attachment.
 class ConvertorDataAttachment : public ConvertorDataBase {
  public:
-  IConvertAttachment* getMapiAttachment() const;     // (*)
-  IConvertMessage* getParentMapiMessage() const;     // (*)
+  IConvertAttachment* getMapiAttachment() const;      // (*)
+  IConvertMessage* getParentMapiMessage() const;      // (*)
   mime::IMimePropertySet* getMimeAttachment() const;  // (*)
-  mime::HBODY getMimeAttachmentHandle() const;       // (*)
+  mime::HBODY getMimeAttachmentHandle() const;        // (*)
 
   void setMapiToMime(mime::IMimeMessage* mimeMessage, IMapiAllocator* allocator, ToMimeFlags flags,
                      IConvertAttachment* attachment, IConvertMessage* parent);

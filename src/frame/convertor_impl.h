@@ -14,10 +14,11 @@
 
 namespace nalvo {
 
-// A class that reads MAPI and writes MIME. A class overrides a stage of its base by hiding it; the driver alone calls stages,
-// on the concrete type.
+// A class that reads MAPI and writes MIME. A class overrides a stage of its base by hiding it; the driver alone calls
+// stages, on the concrete type.
 template <typename T>
-concept ToMimeStages = std::constructible_from<T, ConvertorDataMessage*> && requires(T convert, ULONG tag, IConvertMessage* m) {
+concept ToMimeStages = std::constructible_from<T, ConvertorDataMessage*> &&
+    requires(T convert, ULONG tag, IConvertMessage* m) {
   { convert.getPartTags(m) } -> std::same_as<PartTags>;
   convert.mapiToMimeStart();
   convert.onProp(tag);

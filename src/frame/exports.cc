@@ -77,8 +77,8 @@ HRESULT createStream(nalvo::IStream** out) noexcept {
 }
 
 HRESULT mapiToMime(nalvo::IConvertMessage* message, nalvo::IAnnotations* annotations, nalvo::IStream* stream,
-                                nalvo::IMimeFlags* mimeFlags, nalvo::IMapiAllocator* allocator, DWORD flags,
-                                DWORD* converted, nalvo::ILog* log) noexcept {
+                   nalvo::IMimeFlags* mimeFlags, nalvo::IMapiAllocator* allocator, DWORD flags, DWORD* converted,
+                   nalvo::ILog* log) noexcept {
   return runExport(log, "mapiToMime", [&] {
     PartsOut parts(converted);
     nalvo::Conversion::mapiToMime(message, annotations, stream, mimeFlags, allocator, static_cast<ToMimeFlags>(flags),
@@ -88,8 +88,8 @@ HRESULT mapiToMime(nalvo::IConvertMessage* message, nalvo::IAnnotations* annotat
 }
 
 HRESULT mimeToMapi(nalvo::IAnnotations* annotations, nalvo::IStream* stream, nalvo::IMimeFlags* mimeFlags,
-                                nalvo::IConvertMessage* message, nalvo::IMapiAllocator* allocator, DWORD flags,
-                                nalvo::ILog* log) noexcept {
+                   nalvo::IConvertMessage* message, nalvo::IMapiAllocator* allocator, DWORD flags,
+                   nalvo::ILog* log) noexcept {
   return runExport(log, "mimeToMapi", [&] {
     nalvo::Conversion::mimeToMapi(annotations, stream, mimeFlags, message, allocator, static_cast<ToMapiFlags>(flags));
     return nalvo::S_OK;

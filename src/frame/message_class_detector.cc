@@ -25,7 +25,7 @@ struct BodyInfo {
 
 struct ClassRow {
   std::string_view contentType;
-  std::string_view component;   // empty: any, as in the two that follow
+  std::string_view component;  // empty: any, as in the two that follow
   std::string_view method;
   std::string_view reportType;
   std::u16string_view messageClass;

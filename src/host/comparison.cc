@@ -192,7 +192,7 @@ void compareAttachments(const std::vector<Attached>& before, std::vector<Attache
 
 void Comparison::note(Difference difference) {
   difference.rule = ruleOf(difference);
-  std::vector<Difference>& list = !difference.rule.empty()      ? explained
+  std::vector<Difference>& list = !difference.rule.empty()    ? explained
                                   : difference.before.empty() ? added
                                   : difference.after.empty()  ? lost
                                                               : changed;
@@ -228,7 +228,7 @@ nlohmann::ordered_json toJson(const Comparison& comparison) {
     }
     return array;
   };
-  return {{"compared", comparison.compared},        {"same", comparison.same},
+  return {{"compared", comparison.compared},         {"same", comparison.same},
           {"explained", list(comparison.explained)}, {"lost", list(comparison.lost)},
           {"changed", list(comparison.changed)},     {"added", list(comparison.added)}};
 }

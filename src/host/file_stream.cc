@@ -27,8 +27,8 @@ class FileStream final : public IUnknownImpl<IStream> {
   HRESULT Read(void* buffer, ULONG bytes, ULONG* read) noexcept override {
     ULONG done = 0;
     while (done < bytes) {
-      const ssize_t got = pread(file_->get(), static_cast<char*>(buffer) + done, bytes - done,
-                                static_cast<off_t>(position_ + done));
+      const ssize_t got =
+          pread(file_->get(), static_cast<char*>(buffer) + done, bytes - done, static_cast<off_t>(position_ + done));
       if (got < 0) {
         if (errno == EINTR) {
           continue;
@@ -135,7 +135,7 @@ ComPtr<IStream> readToEnd(int file) {
 ComPtr<IStream> openFile(const std::filesystem::path& path) {
   constexpr const char* kWhere = "host::openFile";
   auto file = std::make_shared<UniqueFd>(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  struct stat status{};
+  struct stat status {};
   if (file->get() < 0 || fstat(file->get(), &status) != 0) {
     throwHResult(hresultFromErrno(errno), kSource.at(kWhere));
   }

@@ -9,8 +9,8 @@
 
 namespace nalvo::host {
 
-// At offset 0; clones share the open file. Throws the HRESULT of the system's error. A folder is ERROR_ACCESS_DENIED. What is
-// no regular file (a pipe) is read to its end into a stream of the library first.
+// At offset 0; clones share the open file. Throws the HRESULT of the system's error. A folder is ERROR_ACCESS_DENIED. What
+// is no regular file (a pipe) is read to its end into a stream of the library first.
 ComPtr<IStream> openFile(const std::filesystem::path& path);
 // Standard input, read to its end.
 ComPtr<IStream> readStandardInput();

@@ -16,7 +16,8 @@ class HostAllocator final : public IUnknownImpl<IMapiAllocator>, private Counted
   void reserved3() noexcept override {}
   void reserved4() noexcept override {}
   void reserved5() noexcept override {}
-  HRESULT getAllocators(AllocateBuffer* allocateBuffer, AllocateMore* allocateMore, FreeBuffer* freeBuffer) noexcept override;
+  HRESULT getAllocators(AllocateBuffer* allocateBuffer, AllocateMore* allocateMore,
+                        FreeBuffer* freeBuffer) noexcept override;
 
   static HRESULT allocate(ULONG bytes, void** out);
   static HRESULT allocateMore(ULONG bytes, void* parent, void** out);

@@ -81,10 +81,7 @@ struct ValueVisitor {
     return array;
   }
   template <typename Number>
-    requires std::is_arithmetic_v<Number>
-  Json operator()(Number number) const {
-    return number;
-  }
+  requires std::is_arithmetic_v<Number> Json operator()(Number number) const { return number; }
 
   bool isText() const {
     const ULONG single = record.type & ~MV_FLAG;
@@ -112,9 +109,8 @@ nlohmann::ordered_json toJson(const PropertyBag& bag, ULONG tag, bool full) {
   Json property = {{"tag", print("%08x", tag)}};
   if (const PropertyName* name = bag.names().nameOf(static_cast<std::uint16_t>(propId(tag)))) {
     property["named"] = annotationStyleName(*name, propType(tag));
-    const std::string_view published = name->kind == MNID_ID
-                                           ? namedPropertyName(name->set, static_cast<std::uint32_t>(name->id))
-                                           : std::string_view();
+    const std::string_view published =
+        name->kind == MNID_ID ? namedPropertyName(name->set, static_cast<std::uint32_t>(name->id)) : std::string_view();
     if (!published.empty()) {
       property["name"] = published;
     }

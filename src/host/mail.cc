@@ -85,9 +85,8 @@ ComPtr<IStream> writeMail(MemoryMessage* message, ILog* log) {
   const ScopedContext allocations(message->context().get());
   const auto allocator = makeCom<HostAllocator>(message->context());
   ComPtr<IStream> stream = streamUtils::createStream();
-  checkHResult(
-      mapiToMime(message, nullptr, stream.get(), nullptr, allocator.get(), CONVERT_TO_ATTACHMENT, nullptr, log),
-      kSource.at(kWhere));
+  checkHResult(mapiToMime(message, nullptr, stream.get(), nullptr, allocator.get(), CONVERT_TO_ATTACHMENT, nullptr, log),
+               kSource.at(kWhere));
   return stream;
 }
 

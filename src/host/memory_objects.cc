@@ -27,9 +27,8 @@ HRESULT giveArray(const std::vector<ComPtr<T>>& list, InterfaceArray** out) noex
     taskFree(elements);
     return E_OUTOFMEMORY;
   }
-  std::transform(list.begin(), list.end(), elements, [](const ComPtr<T>& element) {
-    return static_cast<Interface*>(ComPtr<T>(element).detach());
-  });
+  std::transform(list.begin(), list.end(), elements,
+                 [](const ComPtr<T>& element) { return static_cast<Interface*>(ComPtr<T>(element).detach()); });
   *array = {static_cast<std::uint32_t>(list.size()), elements};
   *out = array;
   return S_OK;
@@ -162,9 +161,7 @@ HRESULT MemoryMessage::getRecipients(InterfaceArray** out) noexcept {
 
 HRESULT MemoryMessage::createRecipient(IConvertRecipient** out) noexcept {
   const HRESULT hr = called("IConvertMessage::createRecipient");
-  return failed(hr) ? hr : atBoundary([&] {
-    *out = makeCom<MemoryRecipient>(context(), bag().nameMap(), parts_).detach();
-  });
+  return failed(hr) ? hr : atBoundary([&] { *out = makeCom<MemoryRecipient>(context(), bag().nameMap(), parts_).detach(); });
 }
 
 HRESULT MemoryMessage::getAttachments(InterfaceArray** out, ULONG) noexcept {
@@ -174,9 +171,8 @@ HRESULT MemoryMessage::getAttachments(InterfaceArray** out, ULONG) noexcept {
 
 HRESULT MemoryMessage::createAttachment(IConvertAttachment** out) noexcept {
   const HRESULT hr = called("IConvertMessage::createAttachment");
-  return failed(hr) ? hr : atBoundary([&] {
-    *out = makeCom<MemoryAttachment>(context(), bag().nameMap(), parts_).detach();
-  });
+  return failed(hr) ? hr
+                    : atBoundary([&] { *out = makeCom<MemoryAttachment>(context(), bag().nameMap(), parts_).detach(); });
 }
 
 HRESULT MemoryMessage::getAddressBook(IAddressBook** out) noexcept {

@@ -219,7 +219,8 @@ void fill(Builder& builder, const PropertyRecord& record, ULONG type) {
     case PT_MV_STRING8: {
       const std::vector<std::string> values = narrowed(record);
       value.MVszA = {static_cast<ULONG>(values.size()), builder.array<char*>(values.size())};
-      std::transform(values.begin(), values.end(), value.MVszA.lppszA, [&](const std::string& t) { return builder.text(t); });
+      std::transform(values.begin(), values.end(), value.MVszA.lppszA,
+                     [&](const std::string& t) { return builder.text(t); });
       break;
     }
     case PT_MV_UNICODE: {
@@ -342,9 +343,9 @@ HRESULT openRecord(const PropertyRecord& record, ULONG type, IStream** out) {
       checkHResult((*stored)->Clone(stream.put()), kSource.at("host::openRecord"));
     } else {
       streamUtils::createStream(stream.put());
-      const std::string bytes = wanted == PT_UNICODE                ? bytesOfWide(textOf(record))
-                                : record.type == PT_UNICODE         ? wideToAnsi(textOf(record))
-                                                                    : bytesOf(record);
+      const std::string bytes = wanted == PT_UNICODE        ? bytesOfWide(textOf(record))
+                                : record.type == PT_UNICODE ? wideToAnsi(textOf(record))
+                                                            : bytesOf(record);
       checkHResult(stream->Write(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr), kSource.at("host::openRecord"));
     }
     streamUtils::rewind(stream.get());

@@ -11,8 +11,8 @@
 
 namespace nalvo::host {
 
-// Bytes of PT_BINARY or of a PT_STRING8 text are std::string. Values of the multi types are vectors. A value that was written
-// through a stream stays one: UTF-16 for PT_UNICODE, bytes for PT_BINARY and PT_STRING8.
+// Bytes of PT_BINARY or of a PT_STRING8 text are std::string. Values of the multi types are vectors. A value that was
+// written through a stream stays one: UTF-16 for PT_UNICODE, bytes for PT_BINARY and PT_STRING8.
 using PropertyContent =
     std::variant<std::monostate, std::int16_t, std::int32_t, std::int64_t, float, double, bool, FILETIME, GUID, std::string,
                  std::u16string, std::vector<std::int16_t>, std::vector<std::int32_t>, std::vector<std::int64_t>,

@@ -21,7 +21,7 @@ bool isMailFile(const std::filesystem::directory_entry& entry) {
 ComPtr<IStream> Input::open() const { return standardInput ? host::readStandardInput() : host::openFile(path); }
 
 FILETIME Input::modified() const {
-  struct stat status{};
+  struct stat status {};
   if (standardInput || stat(path.c_str(), &status) != 0) {
     return currentFileTime();
   }

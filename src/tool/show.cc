@@ -25,9 +25,9 @@ std::string_view beginningOf(std::string_view text) {
 
 std::string valueText(const Json& value, bool full, const std::string& indent) {
   if (value.is_object()) {
-    return value.contains("size") ? std::to_string(value["size"].get<std::uint64_t>()) + " bytes, sha256 " +
-                                        value["sha256"].get<std::string>()
-                                  : value["base64"].get<std::string>();
+    return value.contains("size")
+               ? std::to_string(value["size"].get<std::uint64_t>()) + " bytes, sha256 " + value["sha256"].get<std::string>()
+               : value["base64"].get<std::string>();
   }
   if (!value.is_string()) {
     return dump(value);

@@ -86,7 +86,8 @@ TEST(Exports, RefuseWhatTheyCantDoWithout) {
   for (std::size_t i = 0; i < std::size(calls); ++i) {
     EXPECT_EQ(calls[i], E_INVALIDARG) << "call " << i;
   }
-  EXPECT_EQ(mapiToMime(message, nullptr, caller.stream().get(), nullptr, allocator, CONVERT_FOR_SEND, nullptr, nullptr), S_OK);
+  EXPECT_EQ(mapiToMime(message, nullptr, caller.stream().get(), nullptr, allocator, CONVERT_FOR_SEND, nullptr, nullptr),
+            S_OK);
   EXPECT_EQ(mapiToMime(message, nullptr, caller.stream().get(), nullptr, allocator, CONVERT_TO_ATTACHMENT, nullptr, nullptr),
             S_OK);
 }

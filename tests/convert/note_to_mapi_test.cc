@@ -193,7 +193,9 @@ TEST_F(NoteToMapi, ReportTagComesFromTheMessageId) {
     const char* id;
     const char* tag;
   };
-  const Case cases[] = {{"<!~!QUJD@example.org>", "ABC"}, {"<!~!QUJD@a@example.org>", "ABC\0"}, {"<!~!QUJD@example.org", ""},
+  const Case cases[] = {{"<!~!QUJD@example.org>", "ABC"},
+                        {"<!~!QUJD@a@example.org>", "ABC\0"},
+                        {"<!~!QUJD@example.org", ""},
                         {"<x!~!QUJD@example.org>", ""}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.id);
@@ -266,7 +268,8 @@ TEST_F(NoteToMapi, ClassComesFromTheText) {
       {"signed", u"", "multipart/signed; boundary=b", u"IPM.Note.SMIME.MultipartSigned"},
       {"encrypted", u"ipm.note", "application/x-pkcs7-mime", u"IPM.Note.SMIME"},
       {"a class of the client's own stays", u"IPM.Note.Mine", "multipart/signed; boundary=b", u"IPM.Note.Mine"},
-      {"a calendar says meeting", u"IPM", "text/calendar; component=vevent; method=REQUEST", u"IPM.Schedule.Meeting.Request"},
+      {"a calendar says meeting", u"IPM", "text/calendar; component=vevent; method=REQUEST",
+       u"IPM.Schedule.Meeting.Request"},
       {"a more specific class than the text can show stays", u"IPM.Schedule.Meeting.Request.Mine",
        "text/calendar; component=vevent; method=REQUEST", u"IPM.Schedule.Meeting.Request.Mine"},
   };

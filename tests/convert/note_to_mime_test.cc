@@ -3,7 +3,9 @@
 namespace nalvo::test {
 namespace {
 
-FILETIME fileTime(std::uint64_t ticks) { return {static_cast<std::uint32_t>(ticks), static_cast<std::uint32_t>(ticks >> 32)}; }
+FILETIME fileTime(std::uint64_t ticks) {
+  return {static_cast<std::uint32_t>(ticks), static_cast<std::uint32_t>(ticks >> 32)};
+}
 // 2020-03-02 09:00 UTC
 const FILETIME kSent = fileTime(132'276'132'000'000'000);
 
@@ -77,8 +79,9 @@ TEST_F(NoteToMime, FlagsSayWhereTheTextGoes) {
 TEST_F(NoteToMime, StoredBlockKeepsItsOrderAndBytes) {
   stored("X-First: 1\nSubject: =?utf-8?Q?Gr=C3=BC=C3=9Fe?=\nX-Odd:   two  blanks\nDate: Mon, 2 Mar 2020 10:00:00 +0100\n");
   const std::string text = caller.write();
-  EXPECT_TRUE(text.starts_with(crLf("X-First: 1\nSubject: =?utf-8?Q?Gr=C3=BC=C3=9Fe?=\nX-Odd:   two  blanks\n"
-                                    "Date: Mon, 2 Mar 2020 10:00:00 +0100\n")))
+  EXPECT_TRUE(
+      text.starts_with(crLf("X-First: 1\nSubject: =?utf-8?Q?Gr=C3=BC=C3=9Fe?=\nX-Odd:   two  blanks\n"
+                            "Date: Mon, 2 Mar 2020 10:00:00 +0100\n")))
       << text;
 }
 
@@ -178,7 +181,8 @@ TEST_F(NoteToMime, OriginatorsComeFromWhatIsThere) {
       one.set(PR_SENT_REPRESENTING_NAME, c.name);
     }
     one.set(PR_SENT_REPRESENTING_ENTRYID, std::string("entry"));
-    one.addressBook->entries["entry"] = {{PR_DISPLAY_NAME, c.bookName}, {PR_EMAIL_ADDRESS, c.bookAddress}, {PR_ADDRTYPE, c.bookType}};
+    one.addressBook->entries["entry"] = {
+        {PR_DISPLAY_NAME, c.bookName}, {PR_EMAIL_ADDRESS, c.bookAddress}, {PR_ADDRTYPE, c.bookType}};
     EXPECT_EQ(Mail(one.write()).header("From"), c.from);
   }
 }

@@ -28,10 +28,17 @@ class StateTest : public testing::Test {
 
 TEST_F(StateTest, IdleGivesNothing) {
   const std::function<void()> calls[] = {
-      [&] { state.getAllocator(); },        [&] { state.getMimeMessage(); },   [&] { state.getAnnotationStream(); },
-      [&] { state.getAnnotations(); },      [&] { state.getMimeFlags(); },     [&] { state.getMapiMessage(); },
-      [&] { state.getSuperMessage(); },     [&] { state.getConverted(); },     [&] { state.getToMimeFlags(); },
-      [&] { state.getToMapiFlags(); },      [&] { state.setFlags(ToMimeFlags::Normal); },
+      [&] { state.getAllocator(); },
+      [&] { state.getMimeMessage(); },
+      [&] { state.getAnnotationStream(); },
+      [&] { state.getAnnotations(); },
+      [&] { state.getMimeFlags(); },
+      [&] { state.getMapiMessage(); },
+      [&] { state.getSuperMessage(); },
+      [&] { state.getConverted(); },
+      [&] { state.getToMimeFlags(); },
+      [&] { state.getToMapiFlags(); },
+      [&] { state.setFlags(ToMimeFlags::Normal); },
       [&] { state.reset(false); },
   };
   for (const auto& call : calls) {
@@ -45,8 +52,10 @@ TEST_F(StateTest, IdleGivesNothing) {
 TEST_F(StateTest, DirectionIsChosenOnce) {
   toMime(ToMimeFlags::Normal, nullptr);
   EXPECT_EQ(codeOf([&] { toMime(ToMimeFlags::Normal, nullptr); }), E_INVALIDARG);
-  EXPECT_EQ(codeOf([&] { state.setMimeToMapi(caller.stream("\r\n").get(), caller.message.get(), caller.allocator.get(),
-                                             ToMapiFlags::Normal); }),
+  EXPECT_EQ(codeOf([&] {
+              state.setMimeToMapi(caller.stream("\r\n").get(), caller.message.get(), caller.allocator.get(),
+                                  ToMapiFlags::Normal);
+            }),
             E_INVALIDARG);
   EXPECT_EQ(codeOf([&] { state.getToMapiFlags(); }), E_INVALIDARG);
   EXPECT_EQ(state.getSuperMessage(), nullptr);

@@ -26,7 +26,8 @@ class Numbered final : public IUnknownImpl<IConvertor> {
   void mapiToMime(IConvertMessage*, IMapiAllocator*, ToMimeFlags, mime::IMimeMessage** out) override {
     *out = reinterpret_cast<mime::IMimeMessage*>(std::uintptr_t{Number});
   }
-  void mapiToMime(IConvertMessage*, IAnnotations*, IStream*, IMimeFlags*, IMapiAllocator*, ToMimeFlags, Converted*) override {}
+  void mapiToMime(IConvertMessage*, IAnnotations*, IStream*, IMimeFlags*, IMapiAllocator*, ToMimeFlags,
+                  Converted*) override {}
 };
 
 int numberOf(const ComPtr<IConvertor>& convertor) {

@@ -17,12 +17,14 @@ TEST(MessageClass, IsToldByTheFirstBodyThatShowsOne) {
       {"plain text", "Subject: x\n\ntext\n", u"IPM.Note", false},
       {"a delivery report", "Content-Type: multipart/report; report-type=delivery-status; boundary=b\n\n--b\n\nx\n--b--\n",
        u"Report.IPM.Note.DR", false},
-      {"a read report", "Content-Type: multipart/report; report-type=\"Disposition-Notification\"; boundary=b\n\n--b\n\nx\n--b--\n",
+      {"a read report",
+       "Content-Type: multipart/report; report-type=\"Disposition-Notification\"; boundary=b\n\n--b\n\nx\n--b--\n",
        u"Report.IPM.Note.IPNRN", false},
       {"a meeting in capitals", "Content-Type: TEXT/CALENDAR; METHOD=REQUEST\n\nBEGIN:VCALENDAR\nBEGIN:VEVENT\nEND:VEVENT\n",
        u"IPM.Schedule.Meeting.Request", false},
       {"a task without a method", "Content-Type: text/calendar\n\nbegin:vtodo\nend:vtodo\n", u"IPM.Task", false},
-      {"free and busy times are no item", "Content-Type: text/calendar\n\nBEGIN:VFREEBUSY\nEND:VFREEBUSY\n", u"IPM.Note", false},
+      {"free and busy times are no item", "Content-Type: text/calendar\n\nBEGIN:VFREEBUSY\nEND:VFREEBUSY\n", u"IPM.Note",
+       false},
       {"no component at all", "Content-Type: text/calendar\n\nnothing\n", u"IPM.Appointment", false},
       {"a begin that is not at the start of a line", "Content-Type: text/calendar\n\nx BEGIN:VTODO\nEND:VTODO\n",
        u"IPM.Appointment", false},
@@ -31,16 +33,18 @@ TEST(MessageClass, IsToldByTheFirstBodyThatShowsOne) {
        u"IPM.Appointment", false},
       {"a method without a component", "Content-Type: text/calendar; method=request\n\nnothing\n",
        u"IPM.Schedule.Meeting.Request", false},
-      {"a card behind a text", "Content-Type: multipart/alternative; boundary=b\n\n--b\n\nx\n--b\nContent-Type: text/x-vcard\n\ny\n--b--\n",
+      {"a card behind a text",
+       "Content-Type: multipart/alternative; boundary=b\n\n--b\n\nx\n--b\nContent-Type: text/x-vcard\n\ny\n--b--\n",
        u"IPM.Contact", false},
       {"an attached calendar says nothing",
-       "Content-Type: multipart/mixed; boundary=b\n\n--b\n\nx\n--b\nContent-Type: text/calendar\nContent-Disposition: attachment\n\n"
+       "Content-Type: multipart/mixed; boundary=b\n\n--b\n\nx\n--b\nContent-Type: text/calendar\nContent-Disposition: "
+       "attachment\n\n"
        "BEGIN:VEVENT\nEND:VEVENT\n--b--\n",
        u"IPM.Note", false},
       {"an attached root counts when it is to",
        "Content-Type: text/vcard\nContent-Disposition: attachment\n\nBEGIN:VCARD\nEND:VCARD\n", u"IPM.Contact", true},
-      {"and not otherwise", "Content-Type: text/vcard\nContent-Disposition: attachment\n\nBEGIN:VCARD\nEND:VCARD\n", u"IPM.Note",
-       false},
+      {"and not otherwise", "Content-Type: text/vcard\nContent-Disposition: attachment\n\nBEGIN:VCARD\nEND:VCARD\n",
+       u"IPM.Note", false},
   };
   Caller caller;
   for (const Case& c : cases) {
