@@ -54,6 +54,11 @@ std::vector<Address>& AddressBook::change(const Body& root, DWORD kind) {
 
 ULONG AddressBook::insert(const Body& root, DWORD kind, Address address) {
   std::vector<Address>& list = change(root, kind);
+  if (list.empty()) {
+    // Rows that are missing are added in the order in which their kinds get something.
+    std::erase(order_, kind);
+    order_.push_back(kind);
+  }
   const ULONG ahead = static_cast<ULONG>(list.size());
   list.push_back(std::move(address));
   return ahead;

@@ -230,6 +230,9 @@ void copyData(Body& body, Encoding wanted, IStream* stream) {
   FilterChain chain = chainFor(body, wanted);
   if (data.source != nullptr) {
     chain.run(*data.source, data.span, [&](std::string_view piece) { writeAll(stream, piece); });
+    if (body.stream() != nullptr) {
+      data.source->release();
+    }
   }
 }
 

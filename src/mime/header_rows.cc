@@ -170,6 +170,7 @@ void HeaderRows::adopt(HeaderRow row, const HeaderRows& from) {
     }
   }
   row.id = nextId_++;
+  row.isStored = false;  // It speaks for the content that it went with.
   rows_.push_back(std::move(row));
   changed();
 }

@@ -34,6 +34,15 @@ void setDisposition(Body& body, std::string_view word) {
   body.rows.append(kContentDisposition, std::move(list));
 }
 
+// The charset of what the body held says nothing about the new data; one that is set later does.
+void dropCharset(Body& body) {
+  const std::size_t place = body.rows.find(kContentType);
+  ParameterList list = body.rows.parameters(body.rows[place], nullptr);
+  if (list.erase("charset")) {
+    body.rows.set(place, std::move(list));
+  }
+}
+
 // Whether `outer` is `inner`, or holds it at some depth.
 bool holds(MessageObject& outer, const MessageObject& inner) {
   std::vector<MessageObject*> open{&outer};
@@ -114,6 +123,7 @@ void setData(Body& body, Encoding encoding, std::string_view type, IStream* stre
   }
   const MediaType wanted = splitMediaType(type);
   setMediaType(body, wanted.type.empty() || wanted.type == "multipart" ? "application/octet-stream" : type);
+  dropCharset(body);
   const std::size_t encodingRow = body.rows.find(kTransferEncoding);
   if (encodingRow != HeaderRows::kNone && !body.rows[encodingRow].isStored) {
     body.rows.removeAll(kTransferEncoding);

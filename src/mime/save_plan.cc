@@ -31,6 +31,7 @@ Reading readThrough(const StreamContent& stream, const Charset* convertTo) {
     result.statistics.update(piece);
     result.utf8.update(piece);
   });
+  stream.source->release();
   return result;
 }
 

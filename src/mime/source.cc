@@ -64,7 +64,7 @@ std::string_view Source::fullView(std::uint64_t offset) {
   return fill(offset) ? std::string_view{window_.get(), windowBytes_} : std::string_view{};
 }
 
-bool Source::fill(std::uint64_t offset) {
+bool Source::fill(std::uint64_t offset, std::size_t most) {
   const std::uint64_t all = size();
   if (offset >= all) {
     return false;
@@ -73,7 +73,7 @@ bool Source::fill(std::uint64_t offset) {
     windowCapacity_ = static_cast<std::size_t>(std::min<std::uint64_t>(all, kWindow));
     window_ = std::make_unique_for_overwrite<char[]>(windowCapacity_);
   }
-  const std::uint64_t want = std::min<std::uint64_t>(all - offset, windowCapacity_);
+  const std::uint64_t want = std::min<std::uint64_t>(all - offset, std::min(windowCapacity_, most));
   windowOffset_ = offset;
   windowBytes_ = 0;
   windowBytes_ = readStream(offset, window_.get(), static_cast<std::size_t>(want));
@@ -119,8 +119,18 @@ std::size_t Source::read(std::uint64_t offset, char* buffer, std::size_t bytes) 
   return done;
 }
 
+void Source::release() {
+  window_.reset();
+  windowCapacity_ = 0;
+  windowBytes_ = 0;
+}
+
 std::string Source::text(Span span) {
   std::string result;
+  const bool isAtHand = span.offset >= windowOffset_ && span.offset - windowOffset_ < windowBytes_;
+  if (!isAtHand && span.length <= kSmallWindow && size() > kWindow) {
+    fill(span.offset, kSmallWindow);
+  }
   pump(span, [&](std::string_view piece) { result += piece; });
   return result;
 }

@@ -47,6 +47,8 @@ class Source {
   std::size_t read(std::uint64_t offset, char* buffer, std::size_t bytes);
   // The whole span as text; shorter if the source has become shorter.
   std::string text(Span span);
+  // Gives the window back. For sources of which there are many, each read from time to time.
+  void release();
   // Gives the bytes of `span` to `sink` in pieces of at most a window. `sink` must not read this source.
   template <typename Sink>
   void pump(Span span, Sink&& sink) {
@@ -68,8 +70,11 @@ class Source {
   Source(IStream* stream, std::uint64_t base, std::uint64_t size, bool sized)
       : stream_(ComPtr<IStream>::retain(stream)), base_(base), size_(size), sized_(sized) {}
 
+  // What is read at a time when somebody wants a row here and a row there.
+  static constexpr std::size_t kSmallWindow = 8 * 1024;
+
   // False, and the window stays, at the end.
-  bool fill(std::uint64_t offset);
+  bool fill(std::uint64_t offset, std::size_t most = kWindow);
   std::size_t readStream(std::uint64_t offset, char* buffer, std::size_t bytes);
 
   ComPtr<IStream> stream_;

@@ -102,6 +102,7 @@ class Writer {
     }
     FilterChain chain = outgoingChain(stream, plan);
     chain.run(*stream.source, {0, stream.source->size()}, [&](std::string_view piece) { output_.write(piece); });
+    stream.source->release();
   }
 
   void writeDelimiter(const Body& parent, const Body& child) {

@@ -110,6 +110,34 @@ TEST(MimeSaving, StoredEncodingStaysWhereItCanCarryTheText) {
   EXPECT_EQ(block + "\r\nplain =3D ascii", mail.save());
 }
 
+TEST(MimeSaving, StoredCharsetGivesWayToTheActualOne) {
+  const std::string block = "MIME-Version: 1.0\r\nContent-Type: text/html; charset=iso-8859-1; x=y\r\n";
+  for (const char* charset : {"ISO-8859-1", "utf-8"}) {
+    Mail mail;
+    EXPECT_EQ(S_OK, mail.table()->Load(streamOf(block).get()));
+    HCHARSET handle = nullptr;
+    ASSERT_EQ(S_OK, MimeOleFindCharset(charset, &handle));
+    EXPECT_EQ(S_OK, mail->SetCharset(handle, CSET_APPLY_ALL));
+    mail.setText(TXT_HTML, "<p>\xE4</p>");
+    const std::string saved = mail.save();
+    EXPECT_EQ(std::string_view(charset) == "ISO-8859-1", saved.starts_with(block)) << saved;
+    const Mail again(saved);
+    EXPECT_TRUE(charset == again.get("par:content-type:charset") || saved.starts_with(block));
+    EXPECT_EQ("y", again.get("par:content-type:x"));
+  }
+}
+
+TEST(MimeSaving, StoredRowsGoDownWithTheirContent) {
+  Mail mail;
+  EXPECT_EQ(S_OK, mail.table()->Load(streamOf("Content-Type: text/plain\r\nContent-Language: de\r\nSubject: s\r\n").get()));
+  mail.setText(TXT_PLAIN, "x");
+  mail.attach("data");
+  const Mail again(mail.save());
+  EXPECT_EQ("[800CCE05]", again.get("Content-Language"));
+  EXPECT_EQ("de", again.get("Content-Language", again.at(IBL_FIRST)));
+  EXPECT_EQ("s", again.get(HeaderId::Subject));
+}
+
 TEST(MimeSaving, EmptyRootHasNoBody) {
   Mail mail;
   EXPECT_EQ(S_OK, mail.table()->Load(streamOf("Subject: s\r\nContent-Type: text/html\r\n").get()));
@@ -283,6 +311,16 @@ TEST(MimeSaving, ChangesLeaveNeighboursAlone) {
   const std::string wrapped = edit([](Mail& m) { m.toMultipart(HBODY_ROOT, "related"); });
   EXPECT_NE(std::string::npos, wrapped.find(text.substr(text.find("preamble"))));
   EXPECT_EQ("related[mixed[plain, plain, plain]]", Mail(wrapped).tree());
+}
+
+TEST(MimeAddresses, NewRowsComeInTheOrderOfInsertion) {
+  Mail mail;
+  deleteAddresses(mail, IAT_ALL);
+  insertAddress(mail, IAT_TO, "to@x", u"");
+  insertAddress(mail, IAT_FROM, "from@x", u"");
+  insertAddress(mail, IAT_TO, "", u"");
+  insertAddress(mail, IAT_SENDER, "from@x", u"");
+  EXPECT_EQ("To: to@x\r\nFrom: from@x\r\nSender: from@x\r\n\r\n", mail.save());
 }
 
 TEST(MimeAddresses, TableAndRowsAreOneThing) {

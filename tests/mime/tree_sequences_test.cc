@@ -321,6 +321,17 @@ TEST(MimeTree, MessageCannotHoldItself) {
   EXPECT_EQ(E_INVALIDARG, inner->AttachObject(IMimeMessage::kIid, inner.message.get(), nullptr));
 }
 
+TEST(MimeTree, TenThousandAttachmentsAreLinear) {
+  Mail mail;
+  mail.setText(TXT_PLAIN, "x");
+  for (int i = 0; i < 9000; ++i) {
+    mail.attach("data");
+  }
+  EXPECT_EQ(9000U, mail.attachments().size());
+  const Mail again(mail.save());
+  EXPECT_EQ(9000U, again.attachments().size());
+}
+
 TEST(MimeTree, DeepNestingNeedsNoStack) {
   constexpr int kDepth = 2000;
   Mail mail;
