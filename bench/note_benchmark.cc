@@ -58,7 +58,7 @@ void bothWays(const std::string& name, const std::string& text) {
   const auto bytes = static_cast<double>(text.size());
   row((name + ", MIME to MAPI").c_str(), timeOf([&] { host::readMail(mail.get(), context, kFallback, nullptr); }), bytes);
   const ComPtr<host::MemoryMessage> message = host::readMail(mail.get(), context, kFallback, nullptr);
-  row((name + ", MAPI to MIME").c_str(), timeOf([&] { host::writeMail(message.get(), nullptr); }), bytes);
+  row((name + ", MAPI to MIME").c_str(), timeOf([&] { host::writeMail(message.get(), host::MailForm::Lossless, nullptr); }), bytes);
 }
 
 std::string note(int headers, int recipients, std::size_t bodyBytes) {
@@ -99,7 +99,7 @@ void corpus(const char* folder) {
   std::printf("%zu messages of the corpus, %.1f MB\n", mails.size(), bytes / 1e6);
   measure("MIME to MAPI",
           [&](std::size_t i) { messages[i] = host::readMail(mails[i].first.get(), context, kFallback, nullptr); });
-  measure("MAPI to MIME", [&](std::size_t i) { host::writeMail(messages[i].get(), nullptr); });
+  measure("MAPI to MIME", [&](std::size_t i) { host::writeMail(messages[i].get(), host::MailForm::Lossless, nullptr); });
 }
 
 }  // namespace

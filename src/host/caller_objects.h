@@ -18,7 +18,8 @@ class MemoryAnnotations final : public IUnknownImpl<IAnnotations>, private Count
  public:
   using Entries = std::vector<std::pair<std::string, std::string>>;
 
-  explicit MemoryAnnotations(HostContextPtr context) : Counted(std::move(context)) {}
+  explicit MemoryAnnotations(HostContextPtr context, Entries entries = {})
+      : Counted(std::move(context)), entries_(std::move(entries)) {}
 
   const Entries& entries() const { return entries_; }
   HRESULT addAnnotation(const char* name, const char* value) noexcept override;

@@ -8,12 +8,37 @@
 
 namespace nalvo::host {
 
-// Reads a mail into a new message. What X-MAPI brings is taken when that header is there; otherwise the mail counts as
-// read and as arrived when its first Received row says, else its Date, else at `fallback` (UTC).
+// What a message becomes.
+enum class MailForm {
+  Lossless,  // one mail that holds all; what MIME can't hold travels in X-MAPI
+  Wire,      // as it would be sent
+  Store,     // as on a server: a mail with annotations and flags beside it
+};
+
+// A mail and what lies beside it.
+struct MailFile {
+  ComPtr<IStream> mail;  // at offset 0
+  // Of the form Store.
+  std::optional<MemoryAnnotations::Entries> annotations;
+  ComPtr<MemoryFlags> flags;
+};
+
+// Reads a mail into a new message. Annotations and flags beside it are taken when they are there, else what X-MAPI brings
+// when that header is there and `trustXMapi`. A mail without flags counts as read and as arrived when its first Received row
+// says, else its Date, else at `fallback` (UTC).
 // Throws the export's code; `log` (may be null) has the text.
+ComPtr<MemoryMessage> readMail(const MailFile& file, const HostContextPtr& context, FILETIME fallback, bool trustXMapi,
+                               ILog* log);
 ComPtr<MemoryMessage> readMail(IStream* mail, const HostContextPtr& context, FILETIME fallback, ILog* log);
 
-// Writes a message as one mail that holds all of it, into a new stream at offset 0. Throws likewise.
-ComPtr<IStream> writeMail(MemoryMessage* message, ILog* log);
+// Throws likewise.
+MailFile writeMail(MemoryMessage* message, MailForm form, ILog* log);
+
+// The files beside a mail: [{"name", "value"}], and the flags as an object. Reading throws nlohmann::json::exception for what
+// is no such text.
+std::string annotationsToJson(const MemoryAnnotations::Entries& entries);
+MemoryAnnotations::Entries annotationsFromJson(const std::string& text);
+std::string flagsToJson(const MemoryFlags& flags);
+ComPtr<MemoryFlags> flagsFromJson(const std::string& text, const HostContextPtr& context);
 
 }  // namespace nalvo::host

@@ -38,7 +38,7 @@ Outcome check(const Input& input, bool json) {
   const auto context = std::make_shared<host::HostContext>();
   const ComPtr<IStream> mail = input.open();
   const ComPtr<host::MemoryMessage> message = host::readMail(mail.get(), context, input.modified(), nullptr);
-  const ComPtr<IStream> back = host::writeMail(message.get(), nullptr);
+  const ComPtr<IStream> back = host::writeMail(message.get(), host::MailForm::Lossless, nullptr).mail;
   const host::Comparison comparison = host::compareMails(mail.get(), back.get());
 
   Outcome outcome;

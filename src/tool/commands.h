@@ -10,7 +10,7 @@ struct ShowOptions {
   bool full = false;  // long values whole
 };
 
-// The properties that a mail would become.
+// The properties of a message file, or those that a mail would become.
 Outcome show(const Input& input, const ShowOptions& options);
 
 // There and back: what does not come back the same is named, and is an error unless a rule tells it.
