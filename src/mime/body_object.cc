@@ -290,7 +290,7 @@ class BodyObject final : public IUnknownImpl<IMimeBody, IMimeHeaderTable> {
     *out = {};
     return atBoundary([&] {
       const HeaderRow& found = body_->rows[placeOf(row)];
-      const std::string value = body_->rows.rawValue(found, headerStyle(*body_));
+      const std::string value = body_->rows.rawValue(found, found.isLoaded() ? HeaderStyle() : headerStyle(*body_));
       out->name = taskCopy(found.name);
       try {
         out->value = taskCopy(value);

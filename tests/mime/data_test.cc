@@ -1,8 +1,4 @@
 // The data of bodies: forms, positions, failures, memory.
-#include <sys/resource.h>
-
-#include <cstdio>
-
 #include "tests/mime/mime_support.h"
 
 namespace nalvo::mime::testing {
@@ -76,6 +72,19 @@ TEST(MimeData, CharsetsAreWhatTheDataCanBe) {
     EXPECT_EQ(S_OK, MimeOleGetCharsetInfo(handle, &info));
     EXPECT_EQ(c.charset, info.name);
   }
+}
+
+TEST(MimeData, DeliveryReportWithBareLineFeeds) {
+  const Mail mail(fileText(std::string(NALVO_TEST_DATA) + "/mime/delivery-report-bare-lf.eml"));
+  const HBODY text = mail.at(IBL_FIRST);
+  const HBODY status = mail.at(IBL_NEXT, text);
+  const HBODY returned = mail.at(IBL_NEXT, status);
+  EXPECT_EQ("report[plain, delivery-status, rfc822]", mail.tree());
+  EXPECT_EQ(text, mail.textBody(TXT_PLAIN));
+  EXPECT_EQ((std::vector<HBODY>{status, returned}), mail.attachments());
+  EXPECT_EQ("Failed.\r\n", mail.data(text));
+  EXPECT_EQ("Reporting-MTA: dns; x\r\n\r\nFinal-Recipient: rfc822; a@x\r\nAction: failed\r\n", mail.data(status));
+  EXPECT_EQ("Subject: returned\n\ntext", mail.data(returned));
 }
 
 TEST(MimeData, DisplayNames) {
@@ -246,14 +255,26 @@ class BigStream final : public IUnknownImpl<IStream> {
   std::uint64_t at_ = 0;
 };
 
-// The most memory that the process ever held, in KiB.
-long peakMemory() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return usage.ru_maxrss;
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define NALVO_SANITIZED
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define NALVO_SANITIZED
+#endif
+#endif
+
+#ifndef NALVO_SANITIZED  // They hold memory back on purpose.
+// A line of the kernel's report on this process, in KiB: "VmRSS" is what is held now, "VmHWM" the most so far.
+long memory(const std::string& name) {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with(name + ":")) {
+      return std::strtol(line.c_str() + name.size() + 1, nullptr, 10);
+    }
+  }
+  return -1;
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 TEST(MimeData, BodiesOf200MebibytesAreNeverHeld) {
   constexpr std::uint64_t kSize = 200ULL * 1024 * 1024;
   const std::string line = "QUJDREVGR0hJSktMTU5PUFFSU1RVVldYWVphYmNkZWZnaGlqa2xtbm9wcXJzdHV2d3h5ejAxMjM0\r\n";
@@ -263,7 +284,9 @@ TEST(MimeData, BodiesOf200MebibytesAreNeverHeld) {
   const auto out = makeCom<BigStream>("", "x", 0ULL);
   const auto decoded = makeCom<BigStream>("", "x", 0ULL);
   const auto data = makeCom<BigStream>("", "some text \r\n", kSize);
-  const long before = peakMemory();
+  std::ofstream("/proc/self/clear_refs") << "5";  // The most so far is what is held now.
+  const long before = memory("VmRSS");
+  ASSERT_LT(memory("VmHWM"), before + 4 * 1024);
   Mail mail;
   ASSERT_EQ(S_OK, mail->Load(in.get()));
   const HBODY first = mail.at(IBL_FIRST);
@@ -277,7 +300,7 @@ TEST(MimeData, BodiesOf200MebibytesAreNeverHeld) {
   ASSERT_EQ(S_OK, mail->AttachObject(IStream::kIid, static_cast<IStream*>(data.get()), nullptr));
   EXPECT_EQ(S_OK, mail->Save(out.get(), 1));
   EXPECT_GT(out->size(), kSize * 7 / 3);
-  EXPECT_LT(peakMemory() - before, 24 * 1024);
+  EXPECT_LT(memory("VmHWM") - before, 24 * 1024);
 }
 #endif
 
