@@ -5,6 +5,7 @@
 #include "diagnostics/boundary.h"
 #include "diagnostics/logger.h"
 #include "frame/conversion.h"
+#include "frame/folder_conversion.h"
 #include "nalvo/convert.h"
 #include "streams/stream_utils.h"
 
@@ -99,5 +100,33 @@ HRESULT mimeToMapi(nalvo::IAnnotations* annotations, nalvo::IStream* stream, nal
 HRESULT mimeToMapiSupportNoBody(const char16_t* messageClass, nalvo::ILog* log) noexcept {
   return runExport(log, "mimeToMapiSupportNoBody",
                    [&] { return answer(nalvo::Conversion::mimeToMapiSupportNoBody(messageClass)); });
+}
+
+HRESULT folderFromMapiToMime(nalvo::IConvertFolder* folder, nalvo::IAnnotations* annotations, DWORD flags,
+                             nalvo::ILog* log) noexcept {
+  return runExport(log, "folderFromMapiToMime",
+                   [&] { return answer(nalvo::Conversion::folderFromMapiToMime(folder, annotations, flags)); });
+}
+
+HRESULT folderFromMimeToMapi(nalvo::IAnnotations* annotations, nalvo::IConvertFolder* folder, DWORD flags,
+                             nalvo::ILog* log) noexcept {
+  return runExport(log, "folderFromMimeToMapi", [&] {
+    nalvo::Conversion::folderFromMimeToMapi(annotations, folder, flags);
+    return nalvo::S_OK;
+  });
+}
+
+HRESULT storeFromMapiToMime(nalvo::IConvertStore* store, nalvo::IAnnotations* annotations, DWORD flags,
+                            nalvo::ILog* log) noexcept {
+  return runExport(log, "storeFromMapiToMime",
+                   [&] { return answer(nalvo::Conversion::storeFromMapiToMime(store, annotations, flags)); });
+}
+
+HRESULT storeFromMimeToMapi(nalvo::IAnnotations* annotations, nalvo::IConvertStore* store, DWORD flags,
+                            nalvo::ILog* log) noexcept {
+  return runExport(log, "storeFromMimeToMapi", [&] {
+    nalvo::Conversion::storeFromMimeToMapi(annotations, store, flags);
+    return nalvo::S_OK;
+  });
 }
 }
