@@ -6,11 +6,20 @@
 
 #include "diagnostics/hresult_exception.h"
 #include "platform/time/file_time.h"
+#include "properties/annotation_reader.h"
+#include "streams/coder.h"
+#include "streams/stream_utils.h"
+#include "streams/transfer_codecs.h"
 
 namespace nalvo {
 namespace {
 
 constexpr SourceFile kSource{".\\BaseConvert"};
+
+// Carries the annotations of a text that travels alone, as Base64.
+constexpr const char* kXMapi = "X-MAPI";
+// X-MAPI is decoded in pieces of this many characters.
+constexpr std::size_t kPiece = 65536;
 
 IConvertObject* objectOf(const ConvertorDataMessage& data) { return data.getMapiMessage(); }
 IConvertObject* objectOf(const ConvertorDataAttachment& data) { return data.getMapiAttachment(); }
@@ -66,7 +75,58 @@ ComPtr<IStream> BaseConvertCommons<N>::openForWriting(ULONG tag) const {
   return openStream(mapiObject(), tag, 1, "BaseConvertCommons::openForWriting");
 }
 
+template <int N>
+bool BaseConvertCommons<N>::isWholeMessage() const {
+  if constexpr (N == kMessageLevel) {
+    return false;
+  } else {
+    mime::HBODY root = nullptr;
+    checkHResult(data_->getMimeMessage()->GetBody(mime::IBL_ROOT, nullptr, &root),
+                 kSource.at("BaseConvertCommons::isWholeMessage"));
+    const mime::HBODY handle = data_->getMimeAttachmentHandle();
+    return handle == root || handle == mime::HBODY_ROOT;
+  }
+}
+
 namespace toMime {
+
+template <int N>
+void BaseConvert<N>::createAnnotationSaver() {
+  annotations_.reset();
+  if (hasFlag(ToMimeFlags::ToAttachment)) {
+    annotations_.emplace(this->mapiObject(), this->data().getAnnotationStream());
+  } else if (!hasFlag(ToMimeFlags::ForSend)) {
+    annotations_.emplace(this->mapiObject(), this->data().getAnnotations());
+  }
+}
+
+template <int N>
+void BaseConvert<N>::storeAnnotation(ULONG tag) {
+  if (annotations_) {
+    annotations_->addProperty(tag);
+  }
+}
+
+template <int N>
+void BaseConvert<N>::storeAnnotation(const SPropValue& value) {
+  if (annotations_) {
+    annotations_->addProperty(&value);
+  }
+}
+
+template <int N>
+void BaseConvert<N>::storeXMapi() {
+  constexpr const char* kWhere = "toMime::BaseConvert::storeXMapi";
+  annotations_.reset();
+  if (!hasFlag(ToMimeFlags::ToAttachment) || this->isWholeMessage()) {
+    return;
+  }
+  IStream* stream = this->data().getAnnotationStream();
+  streamUtils::rewind(stream);
+  std::string text;
+  checkHResult(Coder::encodeBase64(stream, text), kSource.at(kWhere));
+  setHeader(kXMapi, text.c_str());
+}
 
 template <int N>
 void BaseConvert<N>::setHeader(mime::HeaderName header, const SPropValue& value) const {
@@ -188,8 +248,8 @@ bool BaseConvert<N>::getHeaderIfExists(ULONG tag, mime::HeaderName header) const
                              {PT_STRING8, VT_LPWSTR, PT_UNICODE},
                              {PT_UNICODE, VT_LPWSTR, PT_UNICODE},
                              {PT_SYSTIME, VT_FILETIME, PT_SYSTIME}};
-  const auto* form = std::find_if(std::begin(kForms), std::end(kForms),
-                                  [tag](const Form& row) { return row.type == propType(tag); });
+  const auto* form =
+      std::find_if(std::begin(kForms), std::end(kForms), [tag](const Form& row) { return row.type == propType(tag); });
   if (header.isNull() || form == std::end(kForms)) {
     throwHResult(E_INVALIDARG, kSource.at(kWhere));
   }
@@ -218,6 +278,50 @@ bool BaseConvert<N>::getHeaderIfExists(ULONG tag, mime::HeaderName header) const
   }
   MapiPropUtils::detail::setPropInternal(this->mapiObject()->setProp(&property));
   return true;
+}
+
+template <int N>
+void BaseConvert<N>::readAnnotations() const {
+  constexpr IID kKind = N == kMessageLevel ? IConvertMessage::kIid : IConvertAttachment::kIid;
+  const bool fromHeader = hasFlag(ToMapiFlags::FromAttachment);
+  if (fromHeader) {
+    loadXMapi();
+  }
+  if (hasFlag(ToMapiFlags::JustFlags)) {
+    return;
+  }
+  if (fromHeader) {
+    AnnotationReader::read(this->data().getAnnotationStream(), this->mapiObject(), kKind);
+  } else {
+    AnnotationReader::read(this->data().getAnnotations(), this->mapiObject(), kKind);
+  }
+}
+
+template <int N>
+void BaseConvert<N>::loadXMapi() const {
+  constexpr const char* kWhere = "toMapi::BaseConvert::loadXMapi";
+  if (this->isWholeMessage()) {
+    return;
+  }
+  ScopedPropVariant value(VT_LPSTR);
+  const HRESULT hr = headersOf(this->data())->GetProp(kXMapi, 0, &value);
+  if (hr == MIME_E_NOT_FOUND) {
+    return;
+  }
+  checkHResult(hr, kSource.at(kWhere));
+  IStream* stream = this->data().getAnnotationStream();
+  Base64Decoder decoder;
+  std::string bytes;
+  std::string_view text(value.pszVal == nullptr ? "" : value.pszVal);
+  while (!text.empty()) {
+    decoder.update(text.substr(0, kPiece), bytes);
+    text.remove_prefix(std::min(kPiece, text.size()));
+    streamUtils::detail::writeStr(stream, bytes);
+    bytes.clear();
+  }
+  decoder.finish(bytes);
+  streamUtils::detail::writeStr(stream, bytes);
+  streamUtils::rewind(stream);
 }
 
 template class BaseConvert<kMessageLevel>;

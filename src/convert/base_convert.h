@@ -1,6 +1,7 @@
 // The vocabulary of mapping a property to a header, for a whole message and for one attachment.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -8,6 +9,7 @@
 #include "frame/conversion_state.h"
 #include "mime/mime.h"
 #include "platform/mapi/tags.h"
+#include "properties/annotation_saver.h"
 #include "properties/mapi_prop_utils.h"
 #include "properties/named_properties.h"
 
@@ -61,6 +63,8 @@ class BaseConvertCommons {
   // Opens a property as a stream for reading, or anew for writing.
   ComPtr<IStream> openForReading(ULONG tag) const;
   ComPtr<IStream> openForWriting(ULONG tag) const;
+  // True for an attachment that is the whole MIME message. The header X-MAPI there is that of the message.
+  bool isWholeMessage() const;
 
  private:
   Data* data_;
@@ -88,6 +92,19 @@ class BaseConvert : public BaseConvertCommons<N> {
   bool hasFlag(ToMimeFlags flag) const { return hasAny(flags(), flag); }
   // True in a run to the server, whose IMAP flags and annotations lie beside the text.
   bool hasServerSide() const { return !hasFlag(ToMimeFlags::ForSend | ToMimeFlags::ToAttachment); }
+
+  // The first step of a run: a writer of annotations, into a stream that ends up in X-MAPI or into the caller's set. A run
+  // whose text goes out on the wire has none.
+  void createAnnotationSaver();
+  // What no rule knows travels as annotation, if the run writes any.
+  void storeAnnotation(ULONG tag);
+  void storeAnnotation(const SPropValue& value);
+  // The last step of a run: the annotations of the stream become the header X-MAPI, and the writer goes.
+  void storeXMapi();
+  void dropAnnotationSaver() { annotations_.reset(); }
+
+ private:
+  std::optional<AnnotationSaver> annotations_;
 };
 
 }  // namespace toMime
@@ -116,6 +133,14 @@ class BaseConvert : public BaseConvertCommons<N> {
 
   ToMapiFlags flags() const { return this->data().getToMapiFlags(); }
   bool hasFlag(ToMapiFlags flag) const { return hasAny(flags(), flag); }
+
+  // The first step of a run: restores what travelled as annotations, from X-MAPI if the text came out of an attachment, else
+  // from the caller's set. The steps behind it overwrite what MIME knows better.
+  void readAnnotations() const;
+
+ private:
+  // Puts the decoded header X-MAPI, if there is one, into the annotation stream.
+  void loadXMapi() const;
 };
 
 }  // namespace toMapi

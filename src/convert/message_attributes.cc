@@ -29,6 +29,16 @@ constexpr std::uint32_t kReceiptPending = kFlagReadReceiptPending | kFlagNonRead
 // What the IMAP flags tell anew.
 constexpr std::uint32_t kFlagsOfServer = 0x359;
 
+// Worked out anew from the rest of a message or, the first three, by the rules of items that can be private.
+constexpr ULONG kDerived[] = {kTagAlternateRecipientAllowed,
+                              kTagRecipientReassignmentProhibited,
+                              PR_SENSITIVITY,
+                              PR_SUBJECT_PREFIX,
+                              PR_REPLY_RECIPIENT_ENTRIES,
+                              PR_REPLY_RECIPIENT_NAMES,
+                              PR_NORMALIZED_SUBJECT,
+                              PR_ACCESS};
+
 struct WordRow {
   std::string_view word;
   std::int32_t value;
@@ -98,7 +108,10 @@ void MessageConvert::setImapFlag(MimeFlag flag, bool value) const {
                kSource.at("toMime::MessageConvert::setImapFlag"));
 }
 
-void MessageConvert::mapiToMimeStart() { lastBody_ = nullptr; }
+void MessageConvert::mapiToMimeStart() {
+  createAnnotationSaver();
+  lastBody_ = nullptr;
+}
 
 void MessageConvert::onProp(ULONG tag) {
   constexpr const char* kWhere = "toMime::MessageConvert::onProp";
@@ -117,26 +130,31 @@ void MessageConvert::onProp(ULONG tag) {
     }
     return;
   }
-  if (!serverSide) {
+  if (std::find(std::begin(kDerived), std::end(kDerived), tag) != std::end(kDerived)) {
     return;
   }
-  switch (tag) {
-    case PR_MESSAGE_CLASS:
-      if ((getULongOr(PR_MESSAGE_FLAGS, 0) & kFlagHidden) == 0) {
-        checkHResult(data().getMimeFlags()->setMessageClass(getUnicode(tag).c_str()), kSource.at(kWhere));
+  if (serverSide) {
+    switch (tag) {
+      case PR_MESSAGE_CLASS:
+        // A hidden item is no mail to the server, so its class travels beside it.
+        if ((getULongOr(PR_MESSAGE_FLAGS, 0) & kFlagHidden) == 0) {
+          checkHResult(data().getMimeFlags()->setMessageClass(getUnicode(tag).c_str()), kSource.at(kWhere));
+          return;
+        }
+        break;
+      case PR_MESSAGE_DELIVERY_TIME: {
+        const SYSTEMTIME delivered = getSysTime(tag);
+        checkHResult(data().getMimeFlags()->setInternalDate(&delivered), kSource.at(kWhere));
+        return;
       }
-      break;
-    case PR_MESSAGE_DELIVERY_TIME: {
-      const SYSTEMTIME delivered = getSysTime(tag);
-      checkHResult(data().getMimeFlags()->setInternalDate(&delivered), kSource.at(kWhere));
-      break;
+      case PR_MESSAGE_FLAGS:
+        onMessageFlags(tag);
+        return;
+      default:
+        break;
     }
-    case PR_MESSAGE_FLAGS:
-      onMessageFlags(tag);
-      break;
-    default:
-      break;
   }
+  storeAnnotation(tag);
 }
 
 void MessageConvert::onMessageFlags(ULONG tag) {
@@ -144,12 +162,17 @@ void MessageConvert::onMessageFlags(ULONG tag) {
   setImapFlag(MimeFlag::Read, (value & kFlagRead) != 0);
   setImapFlag(MimeFlag::Draft, (value & kFlagUnsent) != 0);
   setImapFlag(MimeFlag::ReceiptDealtWith, (value & kReceiptPending) != kReceiptPending);
+  SPropValue rest{};
+  rest.ulPropTag = tag;
+  rest.Value.ul = value & ~kFlagsOfServer;
+  storeAnnotation(rest);
 }
 
 void MessageConvert::mapiToMimeEnd() {
   if (converts(Converted::Body)) {
     makeAddresses(nullptr);
   }
+  storeXMapi();
   if (!isSigned()) {
     removeEmptyDate();
   }
@@ -168,6 +191,7 @@ void MessageConvert::removeEmptyDate() {
 namespace toMapi {
 
 void MessageConvert::convertMimeToMapi() {
+  readAnnotations();
   if (!hasFlag(ToMapiFlags::WithoutBody | ToMapiFlags::JustFlags)) {
     setSignedEncryptedMessageClass();
   }

@@ -64,7 +64,7 @@ class MessageConvert : public BaseConvert<kMessageLevel> {
  protected:
   ~MessageConvert() = default;
 
-  // The frame with which convertMimeToMapi of each class begins: class, then flags and dates.
+  // The frame with which convertMimeToMapi of each class begins: annotations, class, then flags and dates.
   void convertMimeToMapi();
   bool fromAttachment() const { return hasFlag(ToMapiFlags::FromAttachment); }
   bool isImapFlagSet(MimeFlag flag) const;
