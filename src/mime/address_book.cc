@@ -23,9 +23,8 @@ bool sameAddresses(const std::vector<Address>& a, const std::vector<Address>& b,
 }
 
 // Whether a reader fills in the sender from the one From anyway, so that a stored block without it can stay as it was.
-bool isSenderImplied(const Body& root, const std::vector<Address>& sender) {
-  return root.stored != nullptr && !root.stored->hasSender && sender.size() == 1 &&
-         sameAddresses(sender, addressesInRows(root, IAT_FROM), true);
+bool isSenderImplied(const Body& root, const std::vector<Address>& sender, const std::vector<Address>& from) {
+  return root.stored != nullptr && !root.stored->hasSender && sender.size() == 1 && sameAddresses(sender, from, true);
 }
 
 }  // namespace
@@ -92,6 +91,7 @@ std::vector<Address> AddressBook::list(const Body& root, DWORD kind) const {
 }
 
 void AddressBook::settle(Body& root) {
+  const std::vector<Address> from = list(root, IAT_FROM);
   for (const DWORD kind : order_) {
     std::vector<Address>& wanted = pending_[kind];
     const std::string_view name = addressRowName(kind);
@@ -105,7 +105,7 @@ void AddressBook::settle(Body& root) {
     } else if (place != HeaderRows::kNone) {
       root.rows.set(place, std::move(wanted));
       root.rows.removeAll(name, place + 1);
-    } else if (kind != IAT_SENDER || !isSenderImplied(root, wanted)) {
+    } else if (kind != IAT_SENDER || !isSenderImplied(root, wanted, from)) {
       root.rows.append(name, std::move(wanted));
     }
   }

@@ -55,8 +55,8 @@ TEST(MimeSaving, StoredBlockComesBackByteForByte) {
   mail.attach("data");
   deleteAddresses(mail, IAT_ALL);
   mail.set(HeaderId::Subject, u"Gr\u00FC\u00DFe");
-  insertAddress(mail, IAT_FROM, "a@example.com", u"Sender, A");
   insertAddress(mail, IAT_SENDER, "a@example.com", u"Sender, A");
+  insertAddress(mail, IAT_FROM, "a@example.com", u"Sender, A");
   insertAddress(mail, IAT_TO, "b@example.com", u"\u00E4");
   insertAddress(mail, IAT_TO, "c@example.com", u"c@example.com");
   insertAddress(mail, IAT_TO, "d@example.com", u"");
