@@ -59,7 +59,7 @@ struct ValueVisitor {
   Json operator()(FILETIME time) const { return valueOf(time); }
   Json operator()(const GUID& guid) const { return textOfGuid(guid); }
   Json operator()(const std::string& bytes) const {
-    return isText() ? Json(wideToUtf8(ansiToWide(bytes))) : bytesValue(bytes, full);
+    return isText() ? Json(wideToUtf8(textOf({PT_STRING8, bytes, record.codePage}))) : bytesValue(bytes, full);
   }
   Json operator()(const std::u16string& text) const { return wideToUtf8(text); }
   Json operator()(const ComPtr<IStream>& stream) const {

@@ -1,6 +1,7 @@
 #include "host/memory_objects.h"
 
 #include <algorithm>
+#include <utility>  // exchange
 
 #include "diagnostics/boundary.h"
 #include "platform/mapi/tags.h"
@@ -8,12 +9,12 @@
 namespace nalvo::host {
 namespace {
 
-template <typename T>
-void addOnce(std::vector<ComPtr<T>>& list, T* element) {
-  if (std::none_of(list.begin(), list.end(), [element](const ComPtr<T>& known) { return known.get() == element; })) {
-    list.push_back(ComPtr<T>::retain(element));
-  }
-}
+// Folders and stores hold few properties, and a conversion of theirs that fails leaves the others; it is to tell.
+template <typename Interface>
+constexpr PropertyBag::Listing kListing =
+    std::is_same_v<Interface, IConvertFolder> || std::is_same_v<Interface, IConvertStore>
+        ? PropertyBag::Listing::All
+        : PropertyBag::Listing::WithTextForm;
 
 template <typename Interface, typename T>
 HRESULT giveArray(const std::vector<ComPtr<T>>& list, InterfaceArray** out) noexcept {
@@ -39,13 +40,13 @@ HRESULT giveArray(const std::vector<ComPtr<T>>& list, InterfaceArray** out) noex
 template <typename Interface>
 HRESULT MemoryObject<Interface>::getPropList(ULONG* count, ULONG** tags) noexcept {
   const HRESULT hr = called("getPropList");
-  return failed(hr) ? hr : bag_->list(count, tags);
+  return failed(hr) ? hr : bag_->list(kListing<Interface>, count, tags);
 }
 
 template <typename Interface>
 HRESULT MemoryObject<Interface>::getChangedPropList(ULONG* count, ULONG** tags) noexcept {
   const HRESULT hr = called("getChangedPropList");
-  return failed(hr) ? hr : bag_->listChanged(count, tags);
+  return failed(hr) ? hr : bag_->listChanged(kListing<Interface>, count, tags);
 }
 
 template <typename Interface>
@@ -118,14 +119,16 @@ template class MemoryObject<IConvertFolder>;
 template class MemoryObject<IConvertStore>;
 
 void MemoryRecipient::onSave() {
-  if (const std::shared_ptr<MessageParts> parts = parts_.lock()) {
-    addOnce(parts->recipients, this);
+  const std::shared_ptr<MessageParts> parts = parts_.lock();
+  if (parts && !std::exchange(saved_, true)) {
+    parts->recipients.push_back(ComPtr<MemoryRecipient>::retain(this));
   }
 }
 
 void MemoryAttachment::onSave() {
-  if (const std::shared_ptr<MessageParts> parts = parts_.lock()) {
-    addOnce(parts->attachments, this);
+  const std::shared_ptr<MessageParts> parts = parts_.lock();
+  if (parts && !std::exchange(saved_, true)) {
+    parts->attachments.push_back(ComPtr<MemoryAttachment>::retain(this));
   }
 }
 
@@ -144,7 +147,7 @@ HRESULT MemoryAttachment::openObject(ULONG tag, bool create, const IID& iid, IUn
     return E_NOINTERFACE;
   }
   if (create) {
-    embedded_ = makeMessage(context());
+    embedded_ = makeCom<MemoryMessage>(context(), bag().nameMap());
     bag().set(tag, PropertyRecord{PT_OBJECT, std::monostate()});
   }
   if (!embedded_) {
@@ -152,6 +155,18 @@ HRESULT MemoryAttachment::openObject(ULONG tag, bool create, const IID& iid, IUn
   }
   *out = static_cast<IConvertMessage*>(ComPtr<MemoryMessage>(embedded_).detach());
   return S_OK;
+}
+
+MemoryRecipient& MemoryMessage::addRecipient() {
+  const auto made = makeCom<MemoryRecipient>(context(), bag().nameMap(), parts_);
+  made->onSave();
+  return *made;
+}
+
+MemoryAttachment& MemoryMessage::addAttachment() {
+  const auto made = makeCom<MemoryAttachment>(context(), bag().nameMap(), parts_);
+  made->onSave();
+  return *made;
 }
 
 HRESULT MemoryMessage::getRecipients(InterfaceArray** out) noexcept {

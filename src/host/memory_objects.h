@@ -60,7 +60,9 @@ class MemoryRecipient final : public MemoryObject<IConvertRecipient> {
   void onSave() override;
 
  private:
+  friend class MemoryMessage;
   std::weak_ptr<MessageParts> parts_;
+  bool saved_ = false;
 };
 
 class MemoryMessage final : public MemoryObject<IConvertMessage> {
@@ -71,6 +73,9 @@ class MemoryMessage final : public MemoryObject<IConvertMessage> {
   const MessageParts& parts() const { return *parts_; }
   MessageParts& parts() { return *parts_; }
   void setAddressBook(ComPtr<IAddressBook> book) { addressBook_ = std::move(book); }
+  // New ones that belong to the message already.
+  MemoryRecipient& addRecipient();
+  MemoryAttachment& addAttachment();
 
   HRESULT getRecipients(InterfaceArray** out) noexcept override;
   HRESULT createRecipient(IConvertRecipient** out) noexcept override;
@@ -91,6 +96,7 @@ class MemoryAttachment final : public MemoryObject<IConvertAttachment> {
 
   // The embedded message; null if it has none.
   const ComPtr<MemoryMessage>& embedded() const { return embedded_; }
+  void setEmbedded(ComPtr<MemoryMessage> message) { embedded_ = std::move(message); }
 
   HRESULT setAddressBook(IAddressBook* addressBook) noexcept override;
   HRESULT getContentIdSource(IContentIdSource** out) noexcept override;
@@ -100,7 +106,9 @@ class MemoryAttachment final : public MemoryObject<IConvertAttachment> {
   HRESULT openObject(ULONG tag, bool create, const IID& iid, IUnknown** out) override;
 
  private:
+  friend class MemoryMessage;
   std::weak_ptr<MessageParts> parts_;
+  bool saved_ = false;
   ComPtr<MemoryMessage> embedded_;
 };
 

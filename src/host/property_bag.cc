@@ -6,13 +6,19 @@
 #include "diagnostics/boundary.h"
 #include "host/host_allocator.h"
 #include "host/property_stream.h"
-#include "platform/mapi/property_types.h"
+#include "platform/mapi/tags.h"
+#include "platform/text/text.h"
+#include "platform/time/file_time.h"
 #include "streams/stream_utils.h"
 
 namespace nalvo::host {
 namespace {
 
 constexpr SourceFile kSource{".\\PropertyBag"};
+
+// Of a message: the SMTP addresses of the two originators.
+constexpr ULONG kTagSenderSmtpAddress = propTag(PT_UNICODE, 0x5D01);
+constexpr ULONG kTagSentRepresentingSmtpAddress = propTag(PT_UNICODE, 0x5D02);
 
 constexpr std::uint16_t kFirstNamed = 0x8000;
 constexpr std::uint16_t kLastNamed = 0xAEFF;
@@ -33,6 +39,32 @@ std::string keyOf(const PropertyName& name) {
     key.append(reinterpret_cast<const char*>(name.name.data()), name.name.size() * sizeof(char16_t));
   }
   return key;
+}
+
+struct AddressRow {
+  ULONG type;
+  ULONG address;
+  ULONG smtp;
+  bool isOriginator;
+};
+constexpr AddressRow kAddresses[] = {
+    {PR_ADDRTYPE, PR_EMAIL_ADDRESS, PR_SMTP_ADDRESS, false},
+    {PR_SENDER_ADDRTYPE, PR_SENDER_EMAIL_ADDRESS, kTagSenderSmtpAddress, true},
+    {PR_SENT_REPRESENTING_ADDRTYPE, PR_SENT_REPRESENTING_EMAIL_ADDRESS, kTagSentRepresentingSmtpAddress, true},
+};
+
+bool isExchange(const PropertyRecord* type) {
+  return type != nullptr && (type->type == PT_UNICODE || type->type == PT_STRING8) && equalsIgnoreCase(textOf(*type), u"EX");
+}
+
+const PropertyRecord& smtpType() {
+  static const PropertyRecord kSmtp{PT_UNICODE, std::u16string(u"SMTP")};
+  return kSmtp;
+}
+
+bool hasOddTime(const PropertyRecord& record) {
+  const auto* time = std::get_if<FILETIME>(&record.content);
+  return time != nullptr && !fileTimeToSystemTime(*time);
 }
 
 HRESULT giveTags(const std::vector<ULONG>& tags, ULONG* count, ULONG** out) {
@@ -66,29 +98,59 @@ const PropertyName* NameMap::nameOf(std::uint16_t id) const {
 }
 
 const PropertyRecord* PropertyBag::find(ULONG tag) const {
-  const auto record = records_.find(idOf(tag));
-  return record != records_.end() && answersFor(record->second.type, propType(tag)) ? &record->second : nullptr;
+  const auto end = records_.upper_bound(tag | 0xFFFF);
+  const auto record = std::find_if(records_.lower_bound(changePropType(tag, 0)), end,
+                                   [tag](const auto& one) { return answersFor(one.second.type, propType(tag)); });
+  return record == end ? nullptr : &record->second;
 }
 
 void PropertyBag::set(ULONG tag, PropertyRecord record) {
-  changed_.insert(changePropType(tag, listedType(record.type)));
-  records_.insert_or_assign(idOf(tag), std::move(record));
+  const ULONG listed = changePropType(tag, listedType(record.type));
+  changed_.insert(listed);
+  records_.erase(records_.lower_bound(changePropType(tag, 0)), records_.upper_bound(tag | 0xFFFF));
+  records_.insert_or_assign(listed, std::move(record));
+}
+
+bool PropertyBag::load(ULONG tag, PropertyRecord record) {
+  return records_.emplace(changePropType(tag, listedType(record.type)), std::move(record)).second;
 }
 
 bool PropertyBag::erase(ULONG tag) {
-  if (find(tag) == nullptr) {
+  const PropertyRecord* record = find(tag);
+  if (record == nullptr) {
     return false;
   }
   changed_.insert(tag);
-  return records_.erase(idOf(tag)) != 0;
+  return records_.erase(changePropType(tag, listedType(record->type))) != 0;
 }
 
 std::vector<ULONG> PropertyBag::tags() const {
   std::vector<ULONG> result;
-  for (const auto& [id, record] : records_) {
-    result.push_back(propTag(listedType(record.type), id));
+  result.reserve(records_.size());
+  for (const auto& [tag, record] : records_) {
+    result.push_back(tag);
   }
   return result;
+}
+
+const PropertyRecord* PropertyBag::answer(ULONG tag) const {
+  const PropertyRecord* record = find(tag);
+  if (record == nullptr || hasOddTime(*record)) {
+    return nullptr;
+  }
+  const auto row = std::find_if(std::begin(kAddresses), std::end(kAddresses), [tag](const AddressRow& one) {
+    return idOf(one.type) == idOf(tag) || idOf(one.address) == idOf(tag);
+  });
+  const bool isText = record->type == PT_UNICODE || record->type == PT_STRING8;
+  if (row == std::end(kAddresses) || !isText || !isExchange(find(row->type))) {
+    return record;
+  }
+  const PropertyRecord* smtp = find(row->smtp);
+  const bool known = smtp != nullptr && !textOf(*smtp).empty();
+  if (idOf(tag) == idOf(row->type)) {
+    return known ? &smtpType() : record;
+  }
+  return known ? smtp : row->isOriginator && propType(tag) == PT_STRING8 ? nullptr : record;
 }
 
 HRESULT PropertyBag::getProp(ULONG tag, SPropValue** value) const noexcept {
@@ -96,8 +158,10 @@ HRESULT PropertyBag::getProp(ULONG tag, SPropValue** value) const noexcept {
     return E_INVALIDARG;
   }
   *value = nullptr;
-  const PropertyRecord* record = find(tag);
-  return record == nullptr ? MAPI_E_NOT_FOUND : makeSPropValue(*record, tag, value);
+  return atBoundary([&] {
+    const PropertyRecord* record = answer(tag);
+    return record == nullptr ? MAPI_E_NOT_FOUND : makeSPropValue(*record, tag, value);
+  });
 }
 
 HRESULT PropertyBag::setProp(const SPropValue* value) noexcept {
@@ -115,7 +179,9 @@ HRESULT PropertyBag::deleteProp(ULONG tag) noexcept {
   return atBoundary([&] { return erase(tag) ? S_OK : MAPI_E_NOT_FOUND; });
 }
 
-HRESULT PropertyBag::propExists(ULONG tag) const noexcept { return find(tag) != nullptr ? S_OK : S_FALSE; }
+HRESULT PropertyBag::propExists(ULONG tag) const noexcept {
+  return atBoundary([&] { return answer(tag) != nullptr ? S_OK : S_FALSE; });
+}
 
 HRESULT PropertyBag::getNamesFromIds(ULONG tag, MAPINAMEID** out) const noexcept {
   return atBoundary([&] {
@@ -164,19 +230,32 @@ HRESULT PropertyBag::getIdsFromNames(const MAPINAMEID* name, BOOL create, ULONG*
   });
 }
 
-HRESULT PropertyBag::list(ULONG* count, ULONG** out) const noexcept {
-  return atBoundary([&] { return giveTags(tags(), count, out); });
+HRESULT PropertyBag::list(Listing listing, ULONG* count, ULONG** out) const noexcept {
+  return atBoundary([&] {
+    std::vector<ULONG> listed;
+    for (const auto& [tag, record] : records_) {
+      if ((listing == Listing::All || hasTextForm(record.type)) && !hasOddTime(record)) {
+        listed.push_back(tag);
+      }
+    }
+    return giveTags(listed, count, out);
+  });
 }
 
-HRESULT PropertyBag::listChanged(ULONG* count, ULONG** out) const noexcept {
-  return atBoundary([&] { return giveTags({changed_.begin(), changed_.end()}, count, out); });
+HRESULT PropertyBag::listChanged(Listing listing, ULONG* count, ULONG** out) const noexcept {
+  return atBoundary([&] {
+    std::vector<ULONG> listed;
+    std::copy_if(changed_.begin(), changed_.end(), std::back_inserter(listed),
+                 [listing](ULONG tag) { return listing == Listing::All || hasTextForm(propType(tag)); });
+    return giveTags(listed, count, out);
+  });
 }
 
 HRESULT PropertyBag::openStream(ULONG tag, bool create, const std::shared_ptr<PropertyBag>& self, IUnknown** out) noexcept {
   return atBoundary([&] {
     ComPtr<IStream> inner;
     if (!create) {
-      const PropertyRecord* record = find(tag);
+      const PropertyRecord* record = answer(tag);
       if (record == nullptr) {
         return MAPI_E_NOT_FOUND;
       }

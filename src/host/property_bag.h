@@ -33,14 +33,21 @@ class NameMap {
 };
 using NameMapPtr = std::shared_ptr<NameMap>;
 
-// An object keeps one value for an identifier, whatever its type. Texts are listed and answered as wide ones, also asked for
-// narrow; the stored width is kept.
+// An object keeps one value for an identifier, whatever its type; a file may bring several, of different types, which stay
+// until the identifier is set. Texts are listed and answered as wide ones, also asked for narrow; the stored width is kept.
+//
+// The operations of IConvertObject don't show all that find and tags do. Types without a text form are not listed, since one
+// of them would end the conversion of the whole message. A time that SYSTEMTIME can't hold counts as absent. An address of
+// type EX is answered as the SMTP address that the object has beside it; where it has none, the narrow address of an
+// originator is absent, so that no mail shows a directory path.
 class PropertyBag {
  public:
   PropertyBag(HostContextPtr context, NameMapPtr names) : context_(std::move(context)), names_(std::move(names)) {}
 
   const PropertyRecord* find(ULONG tag) const;
   void set(ULONG tag, PropertyRecord record);
+  // Takes in what a file holds, which is no change. False, and nothing done, if the same property is there already.
+  bool load(ULONG tag, PropertyRecord record);
   // Tells whether there was one.
   bool erase(ULONG tag);
   // In ascending order of identifiers.
@@ -49,6 +56,8 @@ class PropertyBag {
   void clearChanges() { changed_.clear(); }
   NameMap& names() const { return *names_; }
   const NameMapPtr& nameMap() const { return names_; }
+  // What the operations of IConvertObject answer for a tag: null, the record of find, or one that stands for it.
+  const PropertyRecord* answer(ULONG tag) const;
 
   // The operations of IConvertObject.
   HRESULT getProp(ULONG tag, SPropValue** value) const noexcept;
@@ -57,8 +66,9 @@ class PropertyBag {
   HRESULT propExists(ULONG tag) const noexcept;
   HRESULT getNamesFromIds(ULONG tag, MAPINAMEID** name) const noexcept;
   HRESULT getIdsFromNames(const MAPINAMEID* name, BOOL create, ULONG* tag) noexcept;
-  HRESULT list(ULONG* count, ULONG** tags) const noexcept;
-  HRESULT listChanged(ULONG* count, ULONG** tags) const noexcept;
+  enum class Listing { All, WithTextForm };
+  HRESULT list(Listing listing, ULONG* count, ULONG** tags) const noexcept;
+  HRESULT listChanged(Listing listing, ULONG* count, ULONG** tags) const noexcept;
   // What is written to a stream made with `create` becomes the value at its Commit, if the bag, which `self` shares, still
   // lives then.
   HRESULT openStream(ULONG tag, bool create, const std::shared_ptr<PropertyBag>& self, IUnknown** out) noexcept;
@@ -66,7 +76,7 @@ class PropertyBag {
  private:
   HostContextPtr context_;
   NameMapPtr names_;
-  std::map<std::uint16_t, PropertyRecord> records_;
+  std::map<ULONG, PropertyRecord> records_;  // by tag, texts as wide ones
   std::set<ULONG> changed_;
 };
 

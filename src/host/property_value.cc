@@ -7,6 +7,7 @@
 #include "host/host_allocator.h"
 #include "platform/mapi/property_types.h"
 #include "platform/text/text.h"
+#include "platform/text/text_converter.h"
 #include "streams/stream_utils.h"
 
 namespace nalvo::host {
@@ -14,8 +15,8 @@ namespace {
 
 constexpr SourceFile kSource{".\\PropertyValue"};
 
-// Beyond this a caller has to open the property as a stream.
-constexpr std::uint64_t kLargestValue = 64U << 20;
+// A value counts its bytes in 32 bits.
+constexpr std::uint64_t kLargestValue = 0xFFFFFFFF;
 
 constexpr ULONG other(ULONG type) {
   switch (type) {
@@ -46,7 +47,7 @@ std::string contentOf(IStream* stream) {
   std::uint64_t size = 0;
   checkHResult(reader->Seek(0, STREAM_SEEK_END, &size), kSource.at("host::contentOf"));
   if (size > kLargestValue) {
-    throwHResult(E_OUTOFMEMORY, kSource.at("host::contentOf"));
+    throwHResult(MAPI_E_TOO_BIG, kSource.at("host::contentOf"));
   }
   checkHResult(reader->Seek(0, STREAM_SEEK_SET, nullptr), kSource.at("host::contentOf"));
   std::string bytes(size, '\0');
@@ -116,15 +117,14 @@ class Builder {
   SPropValue* value_ = nullptr;
 };
 
-std::vector<std::u16string> widened(const PropertyRecord& record) {
-  if (const auto* wide = std::get_if<std::vector<std::u16string>>(&record.content)) {
-    return *wide;
-  }
-  std::vector<std::u16string> result;
-  for (const std::string& text : std::get<std::vector<std::string>>(record.content)) {
-    result.push_back(ansiToWide(text));
-  }
-  return result;
+std::u16string decode(std::string_view bytes, CodePage codePage) {
+  return codePage == 0 || codePage == kAnsiCodePage ? ansiToWide(bytes) : decodeText(bytes, codePage);
+}
+
+// A narrow reader takes valid UTF-8 for what it is, so nothing need be lost to "?".
+std::string narrowOf(std::u16string_view text) {
+  std::string ansi = wideToAnsi(text);
+  return ansiToWide(ansi) == text ? ansi : wideToUtf8(text);
 }
 
 std::vector<std::string> narrowed(const PropertyRecord& record) {
@@ -133,7 +133,7 @@ std::vector<std::string> narrowed(const PropertyRecord& record) {
   }
   std::vector<std::string> result;
   for (const std::u16string& text : std::get<std::vector<std::u16string>>(record.content)) {
-    result.push_back(wideToAnsi(text));
+    result.push_back(narrowOf(text));
   }
   return result;
 }
@@ -178,7 +178,7 @@ void fill(Builder& builder, const PropertyRecord& record, ULONG type) {
       value.lpguid = builder.copy(&std::get<GUID>(record.content), 1);
       break;
     case PT_STRING8:
-      value.lpszA = builder.text(record.type == PT_UNICODE ? wideToAnsi(textOf(record)) : bytesOf(record));
+      value.lpszA = builder.text(record.type == PT_UNICODE ? narrowOf(textOf(record)) : bytesOf(record));
       break;
     case PT_UNICODE:
       value.lpszW = builder.text(textOf(record));
@@ -224,7 +224,7 @@ void fill(Builder& builder, const PropertyRecord& record, ULONG type) {
       break;
     }
     case PT_MV_UNICODE: {
-      const std::vector<std::u16string> values = widened(record);
+      const std::vector<std::u16string> values = textsOf(record);
       value.MVszW = {static_cast<ULONG>(values.size()), builder.array<char16_t*>(values.size())};
       std::transform(values.begin(), values.end(), value.MVszW.lppszW,
                      [&](const std::u16string& t) { return builder.text(t); });
@@ -236,6 +236,26 @@ void fill(Builder& builder, const PropertyRecord& record, ULONG type) {
 }
 
 }  // namespace
+
+bool hasTextForm(ULONG type) {
+  switch (type & ~MV_FLAG) {
+    case PT_SHORT:
+    case PT_LONG:
+    case PT_FLOAT:
+    case PT_DOUBLE:
+    case PT_I8:
+    case PT_STRING8:
+    case PT_UNICODE:
+    case PT_SYSTIME:
+    case PT_CLSID:
+    case PT_BINARY:
+      return true;
+    case PT_BOOLEAN:
+      return type == PT_BOOLEAN;
+    default:
+      return false;
+  }
+}
 
 bool answersFor(ULONG stored, ULONG wanted) {
   return wanted == PT_UNSPECIFIED || stored == wanted || (other(stored) != PT_UNSPECIFIED && other(stored) == wanted);
@@ -360,7 +380,7 @@ std::u16string textOf(const PropertyRecord& record) {
   if (const auto* stream = std::get_if<ComPtr<IStream>>(&record.content); stream != nullptr && record.type == PT_UNICODE) {
     return wideOf(contentOf(stream->get()));
   }
-  return ansiToWide(bytesOf(record));
+  return decode(bytesOf(record), record.codePage);
 }
 
 std::string bytesOf(const PropertyRecord& record) {
@@ -369,6 +389,17 @@ std::string bytesOf(const PropertyRecord& record) {
   }
   const auto* bytes = std::get_if<std::string>(&record.content);
   return bytes == nullptr ? std::string() : *bytes;
+}
+
+std::vector<std::u16string> textsOf(const PropertyRecord& record) {
+  if (const auto* wide = std::get_if<std::vector<std::u16string>>(&record.content)) {
+    return *wide;
+  }
+  std::vector<std::u16string> result;
+  for (const std::string& text : std::get<std::vector<std::string>>(record.content)) {
+    result.push_back(decode(text, record.codePage));
+  }
+  return result;
 }
 
 }  // namespace nalvo::host
