@@ -37,7 +37,7 @@ class BodyObject final : public IUnknownImpl<IMimeBody, IMimeHeaderTable> {
       return E_INVALIDARG;
     }
     value->pszVal = nullptr;
-    return atBoundary([&] { getProperty(*body_, settled(name), *value); });
+    return atBoundary([&] { return getProperty(*body_, settled(name), *value); });
   }
 
   HRESULT SetProp(HeaderName name, DWORD, const PROPVARIANT* value) noexcept override {

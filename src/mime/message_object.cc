@@ -361,7 +361,7 @@ HRESULT MessageObject::GetBodyProp(HBODY handle, HeaderName name, DWORD, PROPVAR
   return atBoundary([&] {
     const ParsedName parsed = parseName(name);
     settleAddressesFor(parsed);
-    getProperty(tree_.at(handle), parsed, *value);
+    return getProperty(tree_.at(handle), parsed, *value);
   });
 }
 

@@ -129,14 +129,6 @@ std::uint32_t leadingNumber(std::string_view text, std::string_view header) {
   return static_cast<std::uint32_t>(number);
 }
 
-FILETIME requireDate(std::string_view text) {
-  const std::optional<FILETIME> time = parseInetDate(text);
-  if (!time) {
-    throwHResult(MIME_E_BAD_DATE, kSource.at("MimeProperties::getProperty"));
-  }
-  return *time;
-}
-
 std::u16string wideOf(const PROPVARIANT& value) {
   switch (value.vt) {
     case VT_LPWSTR:
@@ -332,30 +324,35 @@ Char* copyForTask(std::basic_string_view<Char> text) {
 char* taskCopy(std::string_view text) { return copyForTask(text); }
 char16_t* taskCopy(std::u16string_view text) { return copyForTask(text); }
 
-void getProperty(const Body& body, const ParsedName& name, PROPVARIANT& value) {
+HRESULT getProperty(const Body& body, const ParsedName& name, PROPVARIANT& value) {
   const std::optional<Found> found = find(body, name);
   if (!found) {
-    throwHResult(MIME_E_NOT_FOUND, kSource.at("MimeProperties::getProperty"));
+    return MIME_E_NOT_FOUND;
   }
   switch (value.vt) {
     case VT_LPSTR:
       value.pszVal = taskCopy(found->narrowText());
-      return;
+      return S_OK;
     case VT_LPWSTR:
       value.pwszVal = taskCopy(found->wideText());
-      return;
+      return S_OK;
     case VT_UI4:
       value.ulVal = leadingNumber(found->narrowText(), name.header);
-      return;
+      return S_OK;
     case VT_I4:
       value.lVal = static_cast<std::int32_t>(std::min<std::uint32_t>(leadingNumber(found->narrowText(), name.header),
                                                                      std::numeric_limits<std::int32_t>::max()));
-      return;
-    case VT_FILETIME:
-      value.filetime = requireDate(found->narrowText());
-      return;
+      return S_OK;
+    case VT_FILETIME: {
+      const std::optional<FILETIME> time = parseInetDate(found->narrowText());
+      if (!time) {
+        return MIME_E_BAD_DATE;
+      }
+      value.filetime = *time;
+      return S_OK;
+    }
     default:
-      throwHResult(E_INVALIDARG, kSource.at("MimeProperties::getProperty"));
+      return E_INVALIDARG;
   }
 }
 

@@ -90,11 +90,12 @@ void Scanner::readHeader() {
   const bool isRoot = current_ == 0;
   const auto onlyEmptyLines = [&] { return isRoot && current().rows.size() == 0 && !current().spans.leading.empty(); };
   while (reader_.next(line)) {
+    if (isRoot && current().rows.size() == 0 && trim(line.text).empty()) {
+      // Also a line of blanks alone, which is no fold as long as there is no row.
+      current().spans.leading.length += line.length;
+      continue;
+    }
     if (line.isEmpty()) {
-      if (isRoot && current().rows.size() == 0) {
-        current().spans.leading.length += line.length;
-        continue;
-      }
       endHeader(line.offset, {line.offset, line.length});
       return;
     }

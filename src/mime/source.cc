@@ -20,36 +20,37 @@ std::uint64_t seek(IStream* stream, std::uint64_t offset, DWORD origin) {
   return position;
 }
 
-// Puts the position of a stream back at the end of the scope. A failure there is of no use to anybody: the data was read.
-class PositionKeeper {
- public:
-  explicit PositionKeeper(IStream* stream) : stream_(stream), position_(seek(stream, 0, STREAM_SEEK_CUR)) {}
-  ~PositionKeeper() { (void)stream_->Seek(static_cast<std::int64_t>(position_), STREAM_SEEK_SET, nullptr); }
-  PositionKeeper(const PositionKeeper&) = delete;
-  PositionKeeper& operator=(const PositionKeeper&) = delete;
-
-  std::uint64_t position() const { return position_; }
-
- private:
-  IStream* stream_;
-  std::uint64_t position_;
-};
+// Runs `body` with the position that the stream has, and puts it back behind it: who shares the stream must find it where it
+// was. When the body fails, its failure is told and not that of putting back.
+template <typename Body>
+auto keepingPosition(IStream* stream, Body&& body) {
+  const std::uint64_t position = seek(stream, 0, STREAM_SEEK_CUR);
+  const auto putBack = [&] { return stream->Seek(static_cast<std::int64_t>(position), STREAM_SEEK_SET, nullptr); };
+  try {
+    auto result = body(position);
+    checkHResult(putBack(), kSource.at("Source::keepingPosition"));
+    return result;
+  } catch (const HResultException&) {
+    (void)putBack();
+    throw;
+  }
+}
 
 }  // namespace
 
 std::shared_ptr<Source> Source::fromPosition(IStream* stream) {
-  const PositionKeeper keeper(stream);
-  const std::uint64_t end = seek(stream, 0, STREAM_SEEK_END);
-  const std::uint64_t base = keeper.position() < end ? keeper.position() : 0;
-  return std::shared_ptr<Source>(new Source(stream, base, end - base, true));
+  return keepingPosition(stream, [stream](std::uint64_t position) {
+    const std::uint64_t end = seek(stream, 0, STREAM_SEEK_END);
+    const std::uint64_t base = position < end ? position : 0;
+    return std::shared_ptr<Source>(new Source(stream, base, end - base, true));
+  });
 }
 
 std::shared_ptr<Source> Source::whole(IStream* stream) { return std::shared_ptr<Source>(new Source(stream, 0, 0, false)); }
 
 std::uint64_t Source::size() {
   if (!sized_) {
-    const PositionKeeper keeper(stream_.get());
-    size_ = seek(stream_.get(), 0, STREAM_SEEK_END);
+    size_ = keepingPosition(stream_.get(), [this](std::uint64_t) { return seek(stream_.get(), 0, STREAM_SEEK_END); });
     sized_ = true;
   }
   return size_;
@@ -81,19 +82,20 @@ bool Source::fill(std::uint64_t offset, std::size_t most) {
 }
 
 std::size_t Source::readStream(std::uint64_t offset, char* buffer, std::size_t bytes) {
-  const PositionKeeper keeper(stream_.get());
-  seek(stream_.get(), base_ + offset, STREAM_SEEK_SET);
-  std::size_t done = 0;
-  while (done < bytes) {
-    const ULONG want = static_cast<ULONG>(std::min<std::size_t>(bytes - done, 1U << 30));
-    ULONG got = 0;
-    checkHResult(stream_->Read(buffer + done, want, &got), kSource.at("Source::readStream"));
-    if (got == 0) {
-      break;
+  return keepingPosition(stream_.get(), [&](std::uint64_t) {
+    seek(stream_.get(), base_ + offset, STREAM_SEEK_SET);
+    std::size_t done = 0;
+    while (done < bytes) {
+      const ULONG want = static_cast<ULONG>(std::min<std::size_t>(bytes - done, 1U << 30));
+      ULONG got = 0;
+      checkHResult(stream_->Read(buffer + done, want, &got), kSource.at("Source::readStream"));
+      if (got == 0) {
+        break;
+      }
+      done += std::min(got, want);
     }
-    done += std::min(got, want);
-  }
-  return done;
+    return done;
+  });
 }
 
 std::size_t Source::read(std::uint64_t offset, char* buffer, std::size_t bytes) {
