@@ -5,6 +5,7 @@
 
 #include "convert/message_convert.h"
 #include "diagnostics/hresult_exception.h"
+#include "platform/com/interface_array.h"
 #include "platform/text/text.h"
 #include "properties/address_maker.h"
 #include "properties/entry_lists.h"
@@ -87,21 +88,6 @@ std::string_view bytesOf(const SBinary& binary) { return {reinterpret_cast<const
 
 // An address without name and address says nothing and is passed over.
 bool saysNothing(const mime::AddressProperties& address) { return emailOf(address).empty() && nameOf(address).empty(); }
-
-// The elements of an array that the receiver releases.
-class ScopedInterfaceArray {
- public:
-  ScopedInterfaceArray() = default;
-  ~ScopedInterfaceArray() { releaseInterfaceArray(array_); }
-  ScopedInterfaceArray(const ScopedInterfaceArray&) = delete;
-  ScopedInterfaceArray& operator=(const ScopedInterfaceArray&) = delete;
-  InterfaceArray** put() { return &array_; }
-  IUnknown** begin() const { return array_ == nullptr ? nullptr : array_->elements; }
-  IUnknown** end() const { return array_ == nullptr ? nullptr : array_->elements + array_->count; }
-
- private:
-  InterfaceArray* array_ = nullptr;
-};
 
 std::optional<std::u16string> textIfExists(IConvertObject* object, ULONG tag, IMapiAllocator* allocator) {
   if (!MapiPropUtils::propertyExists(object, tag)) {

@@ -14,8 +14,6 @@ namespace {
 
 constexpr SourceFile kSource{".\\MessageAttributes"};
 
-constexpr std::u16string_view kSignedClass = u"IPM.Note.SMIME.MultipartSigned";
-constexpr std::u16string_view kEncryptedClass = u"IPM.Note.SMIME";
 constexpr std::uint32_t kSecuritySigned = 1;
 constexpr std::uint32_t kSecurityEncrypted = 2;
 
@@ -171,7 +169,9 @@ void MessageConvert::onMessageFlags(ULONG tag) {
 void MessageConvert::mapiToMimeEnd() {
   if (converts(Converted::Body)) {
     makeAddresses(nullptr);
+    makeAttachments();
   }
+  prepareForXMapi();
   storeXMapi();
   if (!isSigned()) {
     removeEmptyDate();
@@ -194,6 +194,9 @@ void MessageConvert::convertMimeToMapi() {
   readAnnotations();
   if (!hasFlag(ToMapiFlags::WithoutBody | ToMapiFlags::JustFlags)) {
     setSignedEncryptedMessageClass();
+    if (!hasFlag(ToMapiFlags::NoAttachment)) {
+      loadAttachments();
+    }
   }
   setFlags();
   setDates();

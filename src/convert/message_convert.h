@@ -1,6 +1,7 @@
-// What the convertors of all kinds of messages have in common: class and flags, dates, addresses, text bodies.
+// What the convertors of all kinds of messages have in common: class and flags, dates, addresses, text bodies, attachments.
 #pragma once
 
+#include <deque>
 #include <string>
 #include <string_view>
 
@@ -9,6 +10,13 @@
 
 namespace nalvo {
 
+
+// The classes of messages whose whole text travels in their one attachment.
+inline constexpr std::u16string_view kSignedClass = u"IPM.Note.SMIME.MultipartSigned";
+inline constexpr std::u16string_view kEncryptedClass = u"IPM.Note.SMIME";
+
+// The name that the MIME layer gives a body.
+std::u16string displayNameOf(mime::IMimeBody* body);
 
 namespace toMime {
 
@@ -39,6 +47,11 @@ class MessageConvert : public BaseConvert<kMessageLevel> {
   // A text of an address book entry; empty if the book does not answer. E_INVALIDARG for a tag that is no text.
   std::u16string getFromAddressBook(std::string_view entryId, ULONG tag) const;
 
+  // Makes a body for each attachment, those with a content id first.
+  void makeAttachments();
+  // Sees that a lossless mail of two attachments has a text, so that neither is taken for it.
+  void prepareForXMapi();
+
   // The text body made last, beside which the next one is an alternative.
   mime::HBODY lastBody_ = nullptr;
 
@@ -48,6 +61,8 @@ class MessageConvert : public BaseConvert<kMessageLevel> {
   void addRecipient(IConvertRecipient* recipient);
   void addReplyTo(IConvertMessage* message);
   void removeEmptyDate();
+  void prepareForAttachments(const std::deque<ComPtr<IConvertAttachment>>& attachments);
+  void addAttachment(IConvertAttachment* attachment, IConvertMessage* message);
 };
 
 }  // namespace toMime
@@ -69,6 +84,9 @@ class MessageConvert : public BaseConvert<kMessageLevel> {
   bool fromAttachment() const { return hasFlag(ToMapiFlags::FromAttachment); }
   bool isImapFlagSet(MimeFlag flag) const;
 
+  // Makes an attachment of each body that counts as one; of a signed or an encrypted message its whole text.
+  void loadAttachments();
+
   void setFlags();
   void setDates();
   void setSignedEncryptedMessageClass();
@@ -89,6 +107,7 @@ class MessageConvert : public BaseConvert<kMessageLevel> {
   void setReplyToAddresses();
   void setRecipientAddresses();
   void setSubjectParts();
+  void loadAttachment(mime::HBODY body);
 };
 
 }  // namespace toMapi
