@@ -10,6 +10,7 @@
 #include "properties/annotation_reader.h"
 #include "properties/annotation_saver.h"
 #include "properties/map_name.h"
+#include "properties/no_convert.h"
 #include "streams/stream_utils.h"
 
 using namespace nalvo;
@@ -27,12 +28,16 @@ void read(IStream* stream, host::MemoryMessage* message) {
   AnnotationReader::read(stream, message, IConvertMessage::kIid);
 }
 
+std::vector<ULONG> tagsOf(host::MemoryMessage* message) {
+  return NoConvert::getConvertableProps(message, IConvertMessage::kIid);
+}
+
 // The set that the properties of `message` make, in the order of the tags of `first`.
 host::MemoryAnnotations::Entries entriesOf(host::MemoryMessage* message, host::MemoryMessage* first) {
   const auto set = makeCom<host::MemoryAnnotations>(message->context());
   AnnotationSaver saver(message, set.get());
-  expect(message->bag().tags().size() == first->bag().tags().size());
-  for (const ULONG tag : first->bag().tags()) {
+  expect(tagsOf(message).size() == tagsOf(first).size());
+  for (const ULONG tag : tagsOf(first)) {
     const bool named = propId(tag) >= kFirstNamedId;
     saver.addProperty(named ? MapiName::fromPropertyTag(tag, first, nullptr).getPropertyTag(message) : tag);
   }
@@ -55,7 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto annotations = makeCom<host::MemoryAnnotations>(context);
     AnnotationSaver toStream(first.get(), stream.get());
     AnnotationSaver toSet(first.get(), annotations.get());
-    for (const ULONG tag : first->bag().tags()) {
+    for (const ULONG tag : tagsOf(first.get())) {
       toStream.addProperty(tag);
       toSet.addProperty(tag);
     }

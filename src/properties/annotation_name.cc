@@ -24,7 +24,7 @@ bool takePrefix(std::string_view& text, std::string_view prefix) {
 
 bool hasValues(ULONG tag) {
   const ULONG type = propType(tag);
-  return type != PT_OBJECT && type != PT_ERROR && type != PT_NULL;
+  return type != PT_UNSPECIFIED && type != PT_OBJECT && type != PT_ERROR && type != PT_NULL;
 }
 
 }  // namespace

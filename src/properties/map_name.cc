@@ -17,14 +17,15 @@ constexpr std::string_view kById = "[I]";
 constexpr std::string_view kByNarrowName = "[N]";  // only read
 constexpr std::string_view kByWideName = "[UN]";
 
+// Only the low half is a type; the other half of an outside text must not reach the identifier of a tag.
 ULONG wideType(ULONG type) {
-  switch (type) {
+  switch (propType(type)) {
     case PT_STRING8:
       return PT_UNICODE;
     case PT_MV_STRING8:
       return PT_MV_UNICODE;
     default:
-      return type;
+      return propType(type);
   }
 }
 

@@ -86,6 +86,8 @@ TEST(MapiName, HasATextThatHoldsEverywhere) {
   const MapiName narrow = MapiName::fromAnnotationString("0000001e {00020329-0000-0000-C000-000000000046} [N] \"\xC3\xA9\"");
   EXPECT_EQ(narrow.name(), u"\u00E9");
   EXPECT_EQ(narrow.type(), PT_UNICODE);
+  EXPECT_EQ(MapiName::fromAnnotationString("af07001f {00020329-0000-0000-C000-000000000046} [I] 00000001").type(),
+            PT_UNICODE);
 }
 
 TEST(MapiName, RefusesWhatIsNoName) {
@@ -113,6 +115,8 @@ TEST(AnnotationName, OfPlainTags) {
       {"an object", AnnotationPath::Short, "/tags/0e13000d", std::nullopt},
       {"an error", AnnotationPath::Short, "/tags/0037000a", std::nullopt},
       {"nothing", AnnotationPath::Short, "/tags/00370001", std::nullopt},
+      {"any type, which would delete past the list of what never travels", AnnotationPath::Short, "/tags/30010000",
+       std::nullopt},
       {"a named object", AnnotationPath::Short, "/names/0000000d {00062008-0000-0000-C000-000000000046} [I] 00008501",
        std::nullopt},
   };
