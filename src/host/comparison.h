@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "nalvo/com.h"
+#include "host/memory_objects.h"
 
 namespace nalvo::host {
 
@@ -34,6 +34,9 @@ struct Comparison {
 // Two mails: their headers as they read, texts and attachments. Attachments are matched by content, not by place.
 // Throws the code of a stream.
 Comparison compareMails(IStream* before, IStream* after);
+
+// Two messages: properties by name and type, recipients in their order, attachments with the messages inside them.
+Comparison compareMessages(const MemoryMessage& before, const MemoryMessage& after);
 
 // {"compared", "same", "explained", "lost", "changed", "added"}
 nlohmann::ordered_json toJson(const Comparison& comparison);

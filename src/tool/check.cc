@@ -1,5 +1,6 @@
 #include "host/comparison.h"
 #include "host/mail.h"
+#include "host/msg_file.h"
 #include "tool/commands.h"
 
 namespace nalvo::tool {
@@ -36,12 +37,19 @@ std::string sumOf(const host::Comparison& comparison) {
 
 Outcome check(const Input& input, bool json) {
   const auto context = std::make_shared<host::HostContext>();
-  const ComPtr<IStream> mail = input.open();
-  const ComPtr<host::MemoryMessage> message = host::readMail(mail.get(), context, input.modified(), nullptr);
-  const ComPtr<IStream> back = host::writeMail(message.get(), host::MailForm::Lossless, nullptr).mail;
-  const host::Comparison comparison = host::compareMails(mail.get(), back.get());
-
   Outcome outcome;
+  host::Comparison comparison;
+  const ComPtr<IStream> file = input.open();
+  if (host::isMsg(file.get())) {
+    const ComPtr<host::MemoryMessage> before = host::readMsg(file.get(), context, &outcome.warnings);
+    const ComPtr<IStream> mail = host::writeMail(before.get(), host::MailForm::Lossless, nullptr).mail;
+    const ComPtr<host::MemoryMessage> after = host::readMail(mail.get(), context, input.modified(), nullptr);
+    comparison = host::compareMessages(*before, *after);
+  } else {
+    const ComPtr<host::MemoryMessage> message = host::readMail(file.get(), context, input.modified(), nullptr);
+    const ComPtr<IStream> back = host::writeMail(message.get(), host::MailForm::Lossless, nullptr).mail;
+    comparison = host::compareMails(file.get(), back.get());
+  }
   outcome.error = sumOf(comparison);
   if (json) {
     nlohmann::ordered_json line = {{"file", input.name}};

@@ -1,6 +1,7 @@
 // The verbs of the command line.
 #pragma once
 
+#include "host/mail.h"
 #include "tool/run.h"
 
 namespace nalvo::tool {
@@ -15,5 +16,18 @@ Outcome show(const Input& input, const ShowOptions& options);
 
 // There and back: what does not come back the same is named, and is an error unless a rule tells it.
 Outcome check(const Input& input, bool json);
+
+struct ConvertOptions {
+  std::string output;  // a file, a folder, "-" for standard output; empty: beside the input
+  host::MailForm form = host::MailForm::Lossless;
+  bool force = false;       // over a file that is there
+  bool trustXMapi = true;   // take what X-MAPI brings
+  bool manyInputs = false;  // the output is a folder then
+};
+
+// A message file as a mail, in the form Store with NAME.annotations.json and NAME.flags.json beside it.
+Outcome toMime(const Input& input, const ConvertOptions& options);
+// A mail as a message file.
+Outcome toMapi(const Input& input, const ConvertOptions& options);
 
 }  // namespace nalvo::tool

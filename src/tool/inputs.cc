@@ -12,8 +12,11 @@
 namespace nalvo::tool {
 namespace {
 
-bool isMailFile(const std::filesystem::directory_entry& entry) {
-  return entry.is_regular_file() && equalsIgnoreCase(entry.path().extension().string(), ".eml");
+bool hasExtension(const std::filesystem::directory_entry& entry, const std::vector<std::string>& extensions) {
+  const std::string own = entry.path().extension().string();
+  return entry.is_regular_file() && std::any_of(extensions.begin(), extensions.end(), [&own](const std::string& extension) {
+           return equalsIgnoreCase(own, extension);
+         });
 }
 
 }  // namespace
@@ -28,7 +31,7 @@ FILETIME Input::modified() const {
   return fileTimeOfUnix(status.st_mtime).value_or(currentFileTime());
 }
 
-std::vector<Input> collectInputs(const std::vector<std::string>& arguments) {
+std::vector<Input> collectInputs(const std::vector<std::string>& arguments, const std::vector<std::string>& extensions) {
   std::vector<Input> inputs;
   for (const std::string& argument : arguments) {
     if (argument == "-") {
@@ -41,7 +44,7 @@ std::vector<Input> collectInputs(const std::vector<std::string>& arguments) {
     }
     std::vector<std::filesystem::path> found;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(argument)) {
-      if (isMailFile(entry)) {
+      if (hasExtension(entry, extensions)) {
         found.push_back(entry.path());
       }
     }

@@ -21,8 +21,9 @@ struct Input {
   FILETIME modified() const;
 };
 
-// The inputs that the arguments name, in their order; a folder gives its mail files in order of their paths. What does not
+// The inputs that the arguments name, in their order; a folder gives the files in it that have one
+// of the extensions (".eml"), without case, in order of their paths. What does not
 // exist stays an input and fails when it is opened; a folder that can't be read throws std::filesystem::filesystem_error.
-std::vector<Input> collectInputs(const std::vector<std::string>& arguments);
+std::vector<Input> collectInputs(const std::vector<std::string>& arguments, const std::vector<std::string>& extensions);
 
 }  // namespace nalvo::tool

@@ -1,5 +1,6 @@
 #include "tool/run.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <exception>
@@ -12,13 +13,22 @@
 namespace nalvo::tool {
 namespace {
 
+// The code of a failure, and what its thrower says of it: "0x8004011b MAPI_E_CORRUPT_DATA: no compound file".
+std::string textOf(const HResultException& failure) {
+  const std::string_view what = failure.what();
+  const std::size_t line = what.find('\n');
+  std::string text(line == std::string_view::npos ? what : what.substr(line + 1));
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  return text;
+}
+
 Outcome attempt(const Input& input, const std::function<Outcome(const Input&)>& work) {
   try {
     return work(input);
   } catch (const HResultException& failure) {
-    return {{}, hresultText(failure.getHResult())};
+    return {{}, {}, textOf(failure)};
   } catch (const std::exception& failure) {
-    return {{}, failure.what()};
+    return {{}, {}, failure.what()};
   }
 }
 
@@ -42,11 +52,20 @@ class Printer {
  private:
   void print(const Outcome& outcome) {
     std::fwrite(outcome.output.data(), 1, outcome.output.size(), stdout);
+    if (!outcome.warnings.empty() || !outcome.error.empty()) {
+      std::fflush(stdout);
+    }
+    for (const std::string& warning : outcome.warnings) {
+      tell("warning: " + warning);
+    }
     if (!outcome.error.empty()) {
       failed_ = true;
-      std::fflush(stdout);
-      std::fprintf(stderr, "nalvo: %s: %s\n", inputs_[next_].name.c_str(), outcome.error.c_str());
+      tell(outcome.error);
     }
+  }
+
+  void tell(const std::string& line) const {
+    std::fprintf(stderr, "nalvo: %s: %s\n", inputs_[next_].name.c_str(), line.c_str());
   }
 
   const std::vector<Input>& inputs_;

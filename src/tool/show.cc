@@ -2,6 +2,7 @@
 
 #include "host/json.h"
 #include "host/mail.h"
+#include "host/msg_file.h"
 #include "tool/commands.h"
 
 namespace nalvo::tool {
@@ -76,15 +77,18 @@ void tellMessage(std::string& out, const Json& message, bool full, const std::st
 
 Outcome show(const Input& input, const ShowOptions& options) {
   const auto context = std::make_shared<host::HostContext>();
-  const ComPtr<IStream> mail = input.open();
-  const ComPtr<host::MemoryMessage> message = host::readMail(mail.get(), context, input.modified(), nullptr);
+  Outcome outcome;
+  const ComPtr<IStream> file = input.open();
+  const ComPtr<host::MemoryMessage> message =
+      host::isMsg(file.get()) ? host::readMsg(file.get(), context, &outcome.warnings)
+                              : host::readMail(file.get(), context, input.modified(), nullptr);
   const Json json = host::toJson(*message, options.full);
   if (options.json) {
     Json line = {{"file", input.name}};
     line.update(json);
-    return {dump(line) + "\n", {}};
+    outcome.output = dump(line) + "\n";
+    return outcome;
   }
-  Outcome outcome;
   outcome.output = input.name + "  " + json["messageClass"].get<std::string>() + "\n";
   tellMessage(outcome.output, json, options.full, "  ");
   return outcome;

@@ -42,6 +42,7 @@ TEST(MimeScanner, OddTexts) {
   const Case cases[] = {
       {"two parts, text ahead and behind", head + "pre\r\n--b\r\n\r\none\r\n--b\r\n\r\ntwo\r\n--b--\r\npost",
        "parts(one|two)"},
+      {"a line of blanks ahead of the rows", "   \t\r\n\r\n" + head + "--b\r\n\r\none\r\n--b--", "parts(one)"},
       {"bare LF", "Content-Type: multipart/mixed; boundary=b\n\n--b\n\none\n\n--b\n\ntwo\n--b--\n", "parts(one\n|two)"},
       {"blanks behind a delimiter", head + "--b \t\r\n\r\none\r\n--b-- \r\n", "parts(one)"},
       {"no last delimiter", head + "--b\r\n\r\none\r\n", "parts(one\r\n)"},
