@@ -462,7 +462,6 @@ TEST_F(Annotations, EveryFailingCallIsToldOrCostsOneEntry) {
                                                 "allocateMore",
                                                 "setProp",
                                                 "getIdsFromNames",
-                                                "IStream::Seek",
                                                 "IMimeFlags::hasAttachments",
                                                 "IMimeFlags::getMessageSize"};
   for (const DWORD word : {CONVERT_NORMAL, CONVERT_TO_ATTACHMENT}) {
