@@ -183,9 +183,8 @@ void CompoundFile::readHeader() {
   const std::uint64_t miniFatBytes =
       std::min<std::uint64_t>(std::uint64_t{loadAt<std::uint32_t>(bytes, header::kMiniFatSectors)} << sectorShift_,
                               (sizeOf(miniStream_) / compound::kMiniSectorBytes + 1) * 4);
-  const std::string miniFat = readAll(followChain(loadAt<std::uint32_t>(bytes, header::kMiniFatStart), miniFatBytes));
-  miniFat_.resize(miniFat.size() / 4);
-  std::memcpy(miniFat_.data(), miniFat.data(), miniFat_.size() * 4);
+  miniFat_ =
+      valuesOf<std::uint32_t>(readAll(followChain(loadAt<std::uint32_t>(bytes, header::kMiniFatStart), miniFatBytes)));
   linkChildren();
 }
 

@@ -113,9 +113,13 @@ void CompoundWriter::putMini(Entry& made, std::string_view bytes) {
     miniFat_.push_back(static_cast<std::uint32_t>(miniFat_.size() + 1));
   }
   miniFat_.push_back(compound::kEndOfChain);
-  std::string padded(bytes);
-  padded.resize(sectors * compound::kMiniSectorBytes);
-  mime::writeAll(miniStream_.get(), padded);
+  miniBuffer_ += bytes;
+  miniBuffer_.resize((miniBuffer_.size() + compound::kMiniSectorBytes - 1) / compound::kMiniSectorBytes *
+                     compound::kMiniSectorBytes);
+  if (miniBuffer_.size() >= kCopyBytes) {
+    mime::writeAll(miniStream_.get(), miniBuffer_);
+    miniBuffer_.clear();
+  }
 }
 
 void CompoundWriter::addStream(Storage parent, std::u16string_view name, std::string_view bytes) {
@@ -274,6 +278,7 @@ void CompoundWriter::putFat(std::string& head) {
 void CompoundWriter::finish() {
   Entry& root = entries_[kRoot];
   root.size = miniFat_.size() * std::uint64_t{compound::kMiniSectorBytes};
+  mime::writeAll(miniStream_.get(), miniBuffer_);
   streamUtils::rewind(miniStream_.get());
   std::string buffer(kCopyBytes, '\0');
   for (std::string_view piece = fill(miniStream_.get(), buffer); !piece.empty(); piece = fill(miniStream_.get(), buffer)) {

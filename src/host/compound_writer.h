@@ -75,6 +75,7 @@ class CompoundWriter {
   std::uint32_t nextSector_ = 0;
   std::vector<Run> runs_;
   ComPtr<IStream> miniStream_;
+  std::string miniBuffer_;  // what is still to be written there, in whole sectors
   std::vector<std::uint32_t> miniFat_;
   std::vector<Entry> entries_;
   std::map<Storage, std::vector<std::uint32_t>> children_;

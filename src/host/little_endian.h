@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 namespace nalvo::host {
 
@@ -31,6 +32,17 @@ template <typename T>
 void appendTo(std::string& bytes, const T& value) {
   static_assert(std::is_trivially_copyable_v<T>);
   bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+// All whole values that lie in `bytes`.
+template <typename T>
+std::vector<T> valuesOf(std::string_view bytes) {
+  static_assert(std::is_trivially_copyable_v<T>);
+  std::vector<T> values(bytes.size() / sizeof(T));
+  if (!values.empty()) {
+    std::memcpy(static_cast<void*>(values.data()), bytes.data(), values.size() * sizeof(T));
+  }
+  return values;
 }
 
 }  // namespace nalvo::host

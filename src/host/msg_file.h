@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/byte_sink.h"
 #include "host/memory_objects.h"
 
 namespace nalvo::host {
@@ -23,5 +24,7 @@ ComPtr<MemoryMessage> readMsg(IStream* file, const HostContextPtr& context, std:
 // Writes a message with all that it holds; what stands in the file is lost. Narrow texts that came from a file in the code
 // page of their message are written byte for byte, all others as wide ones. Throws the code of a stream or of the system.
 void writeMsg(MemoryMessage* message, const std::filesystem::path& file);
+// The same into an empty sink, which the caller closes.
+void writeMsg(MemoryMessage* message, ByteSink& sink);
 
 }  // namespace nalvo::host

@@ -222,9 +222,7 @@ PropertyContent ObjectReader::values(const Object& object, const Entry& entry, s
   if (bytes.size() < stored.size || bytes.size() % sizeof(T) != 0) {
     warn(object.where, nameOf(entry.tag) + " is cut");
   }
-  std::vector<T> result(bytes.size() / sizeof(T));
-  std::memcpy(static_cast<void*>(result.data()), bytes.data(), result.size() * sizeof(T));
-  return result;
+  return valuesOf<T>(bytes);
 }
 
 std::vector<std::string> ObjectReader::elements(const Object& object, const Entry& entry, std::uint32_t stream) {

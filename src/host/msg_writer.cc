@@ -122,12 +122,16 @@ class MessageWriter {
 
 void writeMsg(MemoryMessage* message, const std::filesystem::path& file) {
   FileSink sink(file);
+  writeMsg(message, sink);
+  sink.close();
+}
+
+void writeMsg(MemoryMessage* message, ByteSink& sink) {
   CompoundWriter compound(sink, expectedBytes(*message));
   compound.setRootInfo({kMessageClassId, 0, {}, {}});
   MessageWriter writer(compound);
   writer.write(*message, CompoundWriter::kRoot, ObjectKind::Message, kAnsiCodePage);
   writer.finish();
-  sink.close();
 }
 
 }  // namespace nalvo::host
