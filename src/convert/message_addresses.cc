@@ -22,19 +22,19 @@ constexpr std::uint32_t kRecipientBcc = 3;
 struct OriginatorRow {
   ULONG condition;  // a property that must be true; 0: none
   mime::AddressKind kind;
-  ULONG address;
-  ULONG name;
-  ULONG entryId;
+  bool represented;  // the person in whose name a mail goes out, else its sender
 };
 
 constexpr OriginatorRow kOriginators[] = {
-    {0, mime::IAT_FROM, PR_SENT_REPRESENTING_EMAIL_ADDRESS, PR_SENT_REPRESENTING_NAME, PR_SENT_REPRESENTING_ENTRYID},
-    {0, mime::IAT_SENDER, PR_SENDER_EMAIL_ADDRESS, PR_SENDER_NAME, PR_SENDER_ENTRYID},
-    {PR_ORIGINATOR_DELIVERY_REPORT_REQUESTED, mime::IAT_RETURNRECEIPT, PR_SENDER_EMAIL_ADDRESS, PR_SENDER_NAME,
-     PR_SENDER_ENTRYID},
-    {PR_READ_RECEIPT_REQUESTED, mime::IAT_DISPOSITION_NOTIFICATION, PR_SENDER_EMAIL_ADDRESS, PR_SENDER_NAME,
-     PR_SENDER_ENTRYID},
+    {0, mime::IAT_FROM, true},
+    {0, mime::IAT_SENDER, false},
+    {PR_ORIGINATOR_DELIVERY_REPORT_REQUESTED, mime::IAT_RETURNRECEIPT, false},
+    {PR_READ_RECEIPT_REQUESTED, mime::IAT_DISPOSITION_NOTIFICATION, false},
 };
+
+constexpr OriginatorTags kRepresentingTags = {PR_SENT_REPRESENTING_EMAIL_ADDRESS, PR_SENT_REPRESENTING_ADDRTYPE,
+                                              PR_SENT_REPRESENTING_NAME, PR_SENT_REPRESENTING_ENTRYID};
+constexpr OriginatorTags kSenderTags = {PR_SENDER_EMAIL_ADDRESS, PR_SENDER_ADDRTYPE, PR_SENDER_NAME, PR_SENDER_ENTRYID};
 
 struct SenderRow {
   mime::AddressKind kind;
@@ -131,31 +131,37 @@ void MessageConvert::makeAddresses(IConvertMessage* message) {
     const bool wanted = row.condition == 0 || (MapiPropUtils::propertyExists(message, row.condition) &&
                                                MapiPropUtils::propBool(message, row.condition, data().getAllocator()));
     if (wanted) {
-      makeOneAddress(row.address, message, row.kind, row.name, row.entryId);
+      makeOneAddress(row.represented ? kRepresentingTags : kSenderTags, message, row.kind);
     }
   }
   addRecipients(message);
   addReplyTo(message);
 }
 
-void MessageConvert::makeOneAddress(ULONG addressTag, IConvertMessage* message, mime::AddressKind kind, ULONG nameTag,
-                                    ULONG entryIdTag) {
+void MessageConvert::makeOneAddress(const OriginatorTags& tags, IConvertMessage* message, mime::AddressKind kind) {
   IMapiAllocator* allocator = data().getAllocator();
-  std::string address = ansiIfExists(message, addressTag, allocator).value_or(std::string());
-  std::u16string type = address.empty() ? u"" : u"SMTP";
-  std::u16string name = textIfExists(message, nameTag, allocator).value_or(std::u16string());
-  if (name.empty()) {
-    name = ansiToWide(address);
+  std::string address = ansiIfExists(message, tags.address, allocator).value_or(std::string());
+  std::u16string type = textIfExists(message, tags.type, allocator).value_or(std::u16string());
+  // An address of another system, or one that is plainly a path there, says nothing to a mail reader.
+  if (type.empty() ? address.starts_with('/') && address.find('@') == std::string::npos : !isSmtp(type)) {
+    address.clear();
   }
-  if ((name.empty() || address.empty()) && MapiPropUtils::propertyExists(message, entryIdTag)) {
-    const std::string entryId = MapiPropUtils::propBinary(message, entryIdTag, allocator);
+  if (!address.empty()) {
+    type = u"SMTP";
+  }
+  std::u16string name = textIfExists(message, tags.name, allocator).value_or(std::u16string());
+  if (name.empty()) {
+    name = widenAddress(address);
+  }
+  if ((name.empty() || address.empty()) && MapiPropUtils::propertyExists(message, tags.entryId)) {
+    const std::string entryId = MapiPropUtils::propBinary(message, tags.entryId, allocator);
     for (const ULONG tag : {PR_TRANSMITABLE_DISPLAY_NAME, PR_DISPLAY_NAME, PR_NORMALIZED_SUBJECT}) {
       if (name.empty()) {
         name = getFromAddressBook(entryId, tag);
       }
     }
     if (address.empty()) {
-      address = wideToAnsi(getFromAddressBook(entryId, PR_EMAIL_ADDRESS));
+      address = narrowAddress(getFromAddressBook(entryId, PR_EMAIL_ADDRESS));
       type = getFromAddressBook(entryId, PR_ADDRTYPE);
     }
   }
@@ -253,10 +259,10 @@ void MessageConvert::addReplyTo(IConvertMessage* message) {
     std::string address;
     if (const std::optional<OneOffEntry> oneOff = parseOneOffEntry(entries[i])) {
       if (isSmtp(oneOff->type)) {
-        address = wideToAnsi(oneOff->address);
+        address = narrowAddress(oneOff->address);
       }
     } else {
-      address = wideToAnsi(getFromAddressBook(entries[i], PR_EMAIL_ADDRESS));
+      address = narrowAddress(getFromAddressBook(entries[i], PR_EMAIL_ADDRESS));
     }
     addAddress(address.empty() ? nullptr : &address, mime::IAT_REPLYTO, names[i]);
   }
@@ -339,7 +345,7 @@ void MessageConvert::setReplyToAddresses() {
     if (!entries.empty()) {
       names += u';';
     }
-    names += maker.getName().empty() ? ansiToWide(maker.getAddress()) : maker.getName();
+    names += maker.getName().empty() ? widenAddress(maker.getAddress()) : maker.getName();
     entries.emplace_back(bytesOf(maker.getEntryId()));
   }
   if (!entries.empty()) {

@@ -18,6 +18,14 @@ inline constexpr std::u16string_view kEncryptedClass = u"IPM.Note.SMIME";
 // The name that the MIME layer gives a body.
 std::u16string displayNameOf(mime::IMimeBody* body);
 
+// The properties that tell one originator.
+struct OriginatorTags {
+  ULONG address;
+  ULONG type;
+  ULONG name;
+  ULONG entryId;
+};
+
 namespace toMime {
 
 class MessageConvert : public BaseConvert<kMessageLevel> {
@@ -41,7 +49,7 @@ class MessageConvert : public BaseConvert<kMessageLevel> {
 
   // Fills the address table from the originators, recipients and reply-to list of `message` (null: of the run).
   void makeAddresses(IConvertMessage* message);
-  void makeOneAddress(ULONG addressTag, IConvertMessage* message, mime::AddressKind kind, ULONG nameTag, ULONG entryIdTag);
+  void makeOneAddress(const OriginatorTags& tags, IConvertMessage* message, mime::AddressKind kind);
   // `email` null: a name alone.
   void addAddress(const std::string* email, mime::AddressKind kind, std::u16string_view name);
   // A text of an address book entry; empty if the book does not answer. E_INVALIDARG for a tag that is no text.

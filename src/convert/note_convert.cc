@@ -212,6 +212,11 @@ void NoteConvert::convertMimeToMapi() {
 }
 
 void NoteConvert::setFlags() {
+  if (fromAttachment()) {
+    // No server tells anything; the annotations have just restored the flag for follow-up and the junk state.
+    setULong(PR_MSG_STATUS, 0);
+    return;
+  }
   if (isImapFlagSet(MimeFlag::Forwarded)) {
     setULong(PR_ICON_INDEX, kIconForwarded);
   }

@@ -22,11 +22,6 @@ std::optional<std::u16string> wideIfUtf8(std::string_view address) {
   return isAscii(address) ? std::nullopt : utf8ToWideStrict(address);
 }
 
-std::u16string widenAddress(std::string_view address) {
-  std::optional<std::u16string> wide = wideIfUtf8(address);
-  return wide ? std::move(*wide) : ansiToWide(address);
-}
-
 // In the encoding that the address came in.
 std::string upperAddress(std::string_view address) {
   std::optional<std::u16string> wide = wideIfUtf8(address);
@@ -42,6 +37,16 @@ std::string upperAddress(std::string_view address) {
 }
 
 }  // namespace
+
+std::u16string widenAddress(std::string_view address) {
+  std::optional<std::u16string> wide = wideIfUtf8(address);
+  return wide ? std::move(*wide) : ansiToWide(address);
+}
+
+std::string narrowAddress(std::u16string_view address) {
+  std::string narrow = wideToAnsi(address);
+  return ansiToWide(narrow) == address ? narrow : wideToUtf8(address);
+}
 
 AddressMaker::AddressMaker(IMapiAllocator* allocator, std::string_view address, std::u16string_view name, Make make)
     : allocator_(ComPtr<IMapiAllocator>::retain(allocator)), address_(address), name_(name) {

@@ -10,6 +10,11 @@
 
 namespace nalvo {
 
+// An address in narrow form is ASCII, or UTF-8 if it is internationalised and valid, else in the ANSI code page.
+std::u16string widenAddress(std::string_view address);
+// In the ANSI code page if that can hold it, else UTF-8.
+std::string narrowAddress(std::u16string_view address);
+
 // Makes the one-off entry id and the search key of a name and an SMTP address, one of which may be empty. The type is
 // "SMTP" with an address and "SYSTEM" without one.
 class AddressMaker {

@@ -232,6 +232,14 @@ TEST_F(NoteToMapi, ImapFlagsBecomeState) {
   EXPECT_EQ(caller.number(PR_CONTENT_UNREAD), 1U);
 }
 
+TEST_F(NoteToMapi, NobodyClearsTheFlagOfAnAttachedMail) {
+  caller.set(PR_FLAG_STATUS, 2);
+  caller.set(named::kIsSpam, true);
+  caller.read("Subject: x\n\ntext\n", CONVERT_FROM_ATTACHMENT);
+  EXPECT_EQ(caller.number(PR_FLAG_STATUS), 2U);
+  EXPECT_TRUE(caller.get<bool>(caller.tagOf(named::kIsSpam)));
+}
+
 TEST_F(NoteToMapi, FlagsNarrowTheRun) {
   struct Case {
     const char* why;

@@ -166,6 +166,7 @@ TEST_F(NoteToMime, OriginatorsComeFromWhatIsThere) {
   };
   const Case cases[] = {
       {"address alone", u"a@b.org", u"", u"", u"", u"", "a@b.org"},
+      {"a path of another system", u"/o=org/cn=ann", u"Ann", u"", u"", u"", "\"Ann\""},
       {"name alone", u"", u"Ann", u"", u"", u"", "\"Ann\""},
       {"the book has an SMTP address", u"", u"Ann", u"", u"a@b.org", u"smtp", "Ann <a@b.org>"},
       {"the book has another system's address", u"", u"", u"Ann B", u"/o=x", u"EX", "\"Ann B\""},
