@@ -48,16 +48,30 @@ void ObjectWriter::list(ULONG tag, std::uint64_t value) {
   appendTo(entries_, value);
 }
 
-void ObjectWriter::list(ULONG tag, std::uint32_t size, std::uint32_t kind) { list(tag, std::uint64_t{kind} << 32 | size); }
+void ObjectWriter::listObject(ULONG tag, std::uint32_t kind) {
+  const std::uint64_t value = std::uint64_t{kind} << 32 | kObjectSize;
+  if (const std::optional<std::size_t> at = placeOf(tag)) {
+    storeAt(entries_, *at + kEntryValue, value);
+  } else {
+    list(tag, value);
+  }
+}
 
 void ObjectWriter::setBits(ULONG tag, std::uint32_t bits) {
+  if (const std::optional<std::size_t> at = placeOf(tag)) {
+    storeAt(entries_, *at + kEntryValue, loadAt<std::uint32_t>(entries_, *at + kEntryValue) | bits);
+  } else {
+    list(tag, bits);
+  }
+}
+
+std::optional<std::size_t> ObjectWriter::placeOf(ULONG tag) const {
   for (std::size_t at = 0; at < entries_.size(); at += kEntryBytes) {
     if (loadAt<ULONG>(entries_, at) == tag) {
-      storeAt(entries_, at + kEntryValue, loadAt<std::uint32_t>(entries_, at + kEntryValue) | bits);
-      return;
+      return at;
     }
   }
-  list(tag, bits);
+  return std::nullopt;
 }
 
 void ObjectWriter::finish(std::string_view header) {
@@ -83,7 +97,7 @@ void ObjectWriter::writeBytes(ULONG tag, const PropertyRecord& record, std::uint
   if (size > kObjectSize - terminator - 1) {
     throwHResult(MAPI_E_TOO_BIG, kSource.at("ObjectWriter::writeBytes"));
   }
-  list(tag, static_cast<std::uint32_t>(size + terminator), 0);
+  list(tag, size + terminator);
 }
 
 void ObjectWriter::writeText(ULONG tag, const PropertyRecord& record, bool narrow) {
@@ -121,7 +135,7 @@ void ObjectWriter::writeTexts(ULONG tag, const PropertyRecord& record, bool narr
     }
   }
   writeStream(tag, lengths);
-  list(tag, static_cast<std::uint32_t>(lengths.size()), 0);
+  list(tag, lengths.size());
 }
 
 void ObjectWriter::writeOne(const PropertyBag& bag, ULONG tag, const PropertyRecord& record, CodePage codePage) {
@@ -137,6 +151,7 @@ void ObjectWriter::writeOne(const PropertyBag& bag, ULONG tag, const PropertyRec
   const bool narrow = record.codePage != 0 && record.codePage == codePage;
   switch (record.type) {
     case PT_OBJECT:
+      list(tag, kObjectSize);
       return;
     case PT_STRING8:
     case PT_UNICODE:
@@ -166,14 +181,14 @@ void ObjectWriter::writeOne(const PropertyBag& bag, ULONG tag, const PropertyRec
             writer_.addStream(storage_, elementName(tag, index++), bytes);
           }
           writeStream(tag, lengths);
-          list(tag, static_cast<std::uint32_t>(lengths.size()), 0);
+          list(tag, lengths.size());
         } else if constexpr (std::is_same_v<T, std::string> || std::is_same_v<T, ComPtr<IStream>>) {
           writeBytes(tag, record, 0);
         } else if constexpr (requires { content.data(); } && !std::is_same_v<T, std::vector<std::u16string>>) {
           const std::string_view bytes(reinterpret_cast<const char*>(content.data()),
                                        content.size() * sizeof(*content.data()));
           writeStream(tag, bytes);
-          list(tag, static_cast<std::uint32_t>(bytes.size()), 0);
+          list(tag, bytes.size());
         }
       },
       record.content);

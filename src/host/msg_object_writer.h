@@ -20,9 +20,10 @@ class ObjectWriter {
   // `codePage` is that of the message's narrow texts. Objects (PT_OBJECT) and the data of an OLE attachment are left to the
   // owner, and an identifier of a named property that has no name is dropped, as it means nothing outside of its message.
   void write(const PropertyBag& bag, CodePage codePage);
-  // Lists a property whose value is written elsewhere, or whose `value` is the fixed one.
+  // Lists a property: its fixed value, or the size of one that is written elsewhere.
   void list(ULONG tag, std::uint64_t value);
-  void list(ULONG tag, std::uint32_t size, std::uint32_t kind);
+  // Lists an object, or tells what a listed one is.
+  void listObject(ULONG tag, std::uint32_t kind);
   // Notes that texts of this object are wide.
   bool hasWideTexts() const { return hasWideTexts_; }
   // Sets bits of a number that may be there already.
@@ -36,6 +37,8 @@ class ObjectWriter {
   void writeTexts(ULONG tag, const PropertyRecord& record, bool narrow);
   void writeBytes(ULONG tag, const PropertyRecord& record, std::uint32_t terminator);
   void writeStream(ULONG tag, std::string_view bytes);
+
+  std::optional<std::size_t> placeOf(ULONG tag) const;
 
   CompoundWriter& writer_;
   NameNumbers& names_;

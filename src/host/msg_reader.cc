@@ -2,6 +2,7 @@
 
 #include "diagnostics/hresult_exception.h"
 #include "host/little_endian.h"
+#include "host/msg_address_book.h"
 #include "host/msg_file.h"
 #include "host/msg_names.h"
 #include "host/msg_object_reader.h"
@@ -36,6 +37,7 @@ class MessageReader {
       objects_.read(ObjectStreams(file_, file_.entry(entry)), ObjectKind::Part, where, codePage,
                     message.addRecipient().bag());
     }
+    message.setAddressBook(addressBookOf(message));
     number = 0;
     for (const auto& [stored, entry] : streams.attachments) {
       const std::string where = prefix + "attachment " + std::to_string(number++);

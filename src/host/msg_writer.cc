@@ -88,7 +88,7 @@ class MessageWriter {
     properties.write(bag, codePage);
     const std::u16string objectName = numberedName(kValuePrefix, PR_ATTACH_DATA_OBJ);
     if (attachment.embedded()) {
-      properties.list(PR_ATTACH_DATA_OBJ, kObjectSize, kObjectIsMessage);
+      properties.listObject(PR_ATTACH_DATA_OBJ, kObjectIsMessage);
       write(*attachment.embedded(), writer_.addStorage(storage, objectName), ObjectKind::EmbeddedMessage, codePage);
     } else if (const PropertyRecord* ole = bag.find(kTagOleData)) {
       writeOleData(*ole, bag, storage, objectName, properties);
@@ -104,13 +104,13 @@ class MessageWriter {
     checkHResult(openRecord(ole, PT_BINARY, data.put()), kSource.at("MessageWriter::writeOleData"));
     if (CompoundFile::isCompoundFile(data.get())) {
       CompoundFile file(data.get());
-      properties.list(PR_ATTACH_DATA_OBJ, kObjectSize, kObjectIsStorage);
+      properties.listObject(PR_ATTACH_DATA_OBJ, kObjectIsStorage);
       copyStorage(file, file.root(), writer_, writer_.addStorage(storage, objectName, infoOf(file.root())));
     } else if (bag.find(PR_ATTACH_DATA_BIN) == nullptr) {
       STATSTG stat{};
       checkHResult(data->Stat(&stat, STATFLAG_NONAME), kSource.at("MessageWriter::writeOleData"));
       writer_.addStream(storage, numberedName(kValuePrefix, PR_ATTACH_DATA_BIN), data.get());
-      properties.list(PR_ATTACH_DATA_BIN, static_cast<std::uint32_t>(stat.cbSize), 0);
+      properties.list(PR_ATTACH_DATA_BIN, stat.cbSize);
     }
   }
 

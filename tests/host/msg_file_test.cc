@@ -269,6 +269,32 @@ TEST_F(MsgFile, ManyPartsKeepTheirOrder) {
   expectSame();
 }
 
+TEST_F(MsgFile, TheAddressBookKnowsThePeopleOfTheFile) {
+  const auto person = [](PropertyBag& bag, const char* entryId, std::u16string type, std::u16string smtp) {
+    bag.set(PR_ENTRYID, {PT_BINARY, std::string(entryId)});
+    bag.set(PR_ADDRTYPE, {PT_UNICODE, std::move(type)});
+    bag.set(PR_EMAIL_ADDRESS, {PT_UNICODE, std::u16string(u"/o=Org/cn=x")});
+    bag.set(PR_SMTP_ADDRESS, {PT_UNICODE, std::move(smtp)});
+  };
+  person(message->addRecipient().bag(), "known", u"EX", u"ann@example.org");
+  person(message->addRecipient().bag(), "unknown", u"EX", u"");
+  const ComPtr<MemoryMessage> again = read(written().get());
+  ComPtr<IAddressBook> book;
+  ASSERT_EQ(again->getAddressBook(book.put()), S_OK);
+  ASSERT_TRUE(book);
+  const auto address = [&book](std::string_view entryId) {
+    SPropValue* value = nullptr;
+    const HRESULT hr = book->getEntryProp(static_cast<ULONG>(entryId.size()), reinterpret_cast<const BYTE*>(entryId.data()),
+                                          PR_EMAIL_ADDRESS, &value);
+    const std::u16string text = failed(hr) ? u"<none>" : value->Value.lpszW;
+    HostAllocator::free(value);
+    return text;
+  };
+  EXPECT_EQ(address("known"), u"ann@example.org");
+  EXPECT_EQ(address("unknown"), u"<none>");
+  EXPECT_EQ(address("nobody"), u"<none>");
+}
+
 TEST_F(MsgFile, WhatIsNoMessageIsToldClearly) {
   const ComPtr<IStream> empty = streamUtils::createStream();
   StreamSink sink(empty.get());
