@@ -79,28 +79,32 @@ Headers headersOf(mime::IMimeMessage* mail) {
   return headers;
 }
 
-std::string shown(const std::string& value) {
-  return value.size() <= kShownLength ? value : value.substr(0, kShownLength) + "...";
+// The last value of each header, as a rule asks for them.
+Facts factsOf(const Headers& headers) {
+  Facts facts;
+  for (const auto& [key, header] : headers) {
+    facts["header " + key] = header.values.back();
+  }
+  return facts;
 }
 
-void compareHeaders(const Headers& before, const Headers& after, Comparison& result) {
-  const auto note = [&result](const Header& header, const std::string& from, const std::string& to) {
-    result.note({"message", "header " + header.name, shown(from), shown(to), {}});
+void compareHeaders(const std::string& where, const Headers& before, const Headers& after, Comparison& result) {
+  const Facts old = factsOf(before);
+  const Facts now = factsOf(after);
+  const auto note = [&](const Header& header, const std::string& from, const std::string& to) {
+    result.note(Place::Mail, {where, "header " + header.name, from, to, {}}, old, now);
   };
   static const std::vector<std::string> kNone;
   for (const auto& [key, header] : before) {
     const auto found = after.find(key);
     const std::vector<std::string>& others = found == after.end() ? kNone : found->second.values;
     for (std::size_t i = 0; i < std::max(header.values.size(), others.size()); ++i) {
-      ++result.compared;
-      const std::string* from = i < header.values.size() ? &header.values[i] : nullptr;
-      const std::string* to = i < others.size() ? &others[i] : nullptr;
-      if (from != nullptr && to != nullptr && *from == *to) {
-        ++result.same;
-      } else if ((from == nullptr || from->empty()) && (to == nullptr || to->empty())) {
-        ++result.same;  // an empty row says nothing
+      const std::string from = i < header.values.size() ? header.values[i] : std::string();
+      const std::string to = i < others.size() ? others[i] : std::string();
+      if (from == to) {
+        result.noteSame();  // an empty row says nothing
       } else {
-        note(header, from == nullptr ? std::string() : *from, to == nullptr ? std::string() : *to);
+        note(header, from, to);
       }
     }
   }
@@ -108,7 +112,6 @@ void compareHeaders(const Headers& before, const Headers& after, Comparison& res
     if (!before.contains(key)) {
       for (const std::string& value : header.values) {
         if (!value.empty()) {
-          ++result.compared;
           note(header, {}, value);
         }
       }
@@ -132,25 +135,43 @@ std::string told(const std::optional<StreamDigest>& digest) {
   return digest ? std::to_string(digest->size) + " bytes, sha256 " + digest->sha256 : std::string();
 }
 
-void compareText(mime::IMimeMessage* before, mime::IMimeMessage* after, mime::TextType type, const char* what,
-                 Comparison& result) {
-  const std::optional<StreamDigest> from = textOf(before, type);
-  const std::optional<StreamDigest> to = textOf(after, type);
+// What is compared of two mails, and the place that is told for it.
+struct Pair {
+  std::string where;
+  ComPtr<mime::IMimeMessage> before;
+  ComPtr<mime::IMimeMessage> after;
+  std::size_t depth = 0;
+  Facts old = {};
+  Facts now = {};
+
+  std::string inside(const std::string& part) const { return where == "message" ? part : where + "/" + part; }
+};
+
+void compareText(const Pair& pair, mime::TextType type, const char* what, Comparison& result) {
+  const std::optional<StreamDigest> from = textOf(pair.before.get(), type);
+  const std::optional<StreamDigest> to = textOf(pair.after.get(), type);
   if (!from && !to) {
     return;
   }
-  ++result.compared;
   if (from && to && from->sha256 == to->sha256) {
-    ++result.same;
+    result.noteSame();
   } else {
-    result.note({"message", what, told(from), told(to), {}});
+    result.note(Place::Mail, {pair.where, what, told(from), told(to), {}}, pair.old, pair.now);
   }
 }
 
 struct Attached {
-  std::string name;
-  StreamDigest data;
+  std::string name;  // empty for none
+  std::string type;  // "image/png", in lower case
+  StreamDigest digest;
+  ComPtr<IStream> mail;  // of an attached mail
+  bool matched = false;
 };
+
+std::string textProp(mime::IMimeBody* body, mime::HeaderName name) {
+  ScopedPropVariant value(VT_LPWSTR);
+  return succeeded(body->GetProp(name, 0, &value)) && value.pwszVal != nullptr ? wideToUtf8(value.pwszVal) : std::string();
+}
 
 std::vector<Attached> attachmentsOf(mime::IMimeMessage* mail) {
   constexpr const char* kWhere = "host::compareMails";
@@ -158,40 +179,105 @@ std::vector<Attached> attachmentsOf(mime::IMimeMessage* mail) {
   MimeUtils::enumAttachments(mail, [&](mime::HBODY handle) {
     ComPtr<mime::IMimeBody> body;
     checkHResult(mail->BindToObject(handle, mime::IMimeBody::kIid, body.putVoid()), kSource.at(kWhere));
-    ScopedPropVariant name(VT_LPWSTR);
-    const bool named = succeeded(body->GetProp("att:filename", 0, &name)) && name.pwszVal != nullptr;
     ComPtr<IStream> data;
     checkHResult(body->GetData(mime::IET_BINARY, data.put()), kSource.at(kWhere));
-    list.push_back({named ? wideToUtf8(name.pwszVal) : std::string(), digestOf(data.get())});
+    const bool isMail = mail->IsContentType(handle, "message", "rfc822") == S_OK;
+    list.push_back({textProp(body.get(), "att:filename"), toLowerAscii(textProp(body.get(), mime::HeaderId::ContentType)),
+                    digestOf(data.get()), isMail ? data : ComPtr<IStream>()});
   });
   return list;
 }
 
-std::string told(const Attached& attached) { return "\"" + attached.name + "\", " + told(std::optional(attached.data)); }
+std::string told(const Attached& attached) {
+  return "\"" + attached.name + "\", " + attached.type + ", " + told(std::optional(attached.digest));
+}
 
-void compareAttachments(const std::vector<Attached>& before, std::vector<Attached> after, Comparison& result) {
+// Looks for the attachments of one mail among those of another, the surest marks first.
+class AttachmentMatcher {
+ public:
+  AttachmentMatcher(std::vector<Attached>& before, std::vector<Attached>& after) : before_(before), after_(after) {
+    partners_.resize(before.size(), nullptr);
+    match([](const Attached& a) { return a.digest.sha256 + a.name; });
+    match([](const Attached& a) { return a.digest.sha256; });
+    match([](const Attached& a) { return a.mail && !a.name.empty() ? "mail " + a.name : std::string(); });
+    match([](const Attached& a) { return a.mail ? "mail" : std::string(); });
+    match([](const Attached& a) { return a.name.empty() ? std::string() : a.type + " " + a.name; });
+  }
+  // Null for one that did not come back.
+  const Attached* partnerOf(std::size_t i) const { return partners_[i]; }
+
+ private:
+  // Those without a partner get the first with an equal key; an empty key has none.
+  template <typename Key>
+  void match(const Key& key) {
+    std::multimap<std::string, Attached*> candidates;
+    for (Attached& candidate : after_) {
+      if (!candidate.matched) {
+        candidates.emplace(key(candidate), &candidate);
+      }
+    }
+    for (std::size_t i = 0; i < before_.size(); ++i) {
+      const std::string wanted = key(before_[i]);
+      const auto found = candidates.lower_bound(wanted);
+      if (!before_[i].matched && !wanted.empty() && found != candidates.end() && found->first == wanted) {
+        partners_[i] = found->second;
+        before_[i].matched = found->second->matched = true;
+        candidates.erase(found);
+      }
+    }
+  }
+
+  std::vector<Attached>& before_;
+  std::vector<Attached>& after_;
+  std::vector<const Attached*> partners_;
+};
+
+// Adds the attached mails that were written anew to `waiting`.
+void compareAttachments(const Pair& pair, std::vector<Pair>& waiting, Comparison& result) {
+  std::vector<Attached> before = attachmentsOf(pair.before.get());
+  std::vector<Attached> after = attachmentsOf(pair.after.get());
+  const auto note = [&](const std::string& where, const char* what, const std::string& from, const std::string& to) {
+    result.note(Place::Mail, {where, what, from, to, {}}, pair.old, pair.now);
+  };
+  const AttachmentMatcher matcher(before, after);
   for (std::size_t i = 0; i < before.size(); ++i) {
-    ++result.compared;
-    const auto match = std::find_if(after.begin(), after.end(), [&](const Attached& candidate) {
-      return candidate.data.sha256 == before[i].data.sha256 && candidate.name == before[i].name;
-    });
-    if (match != after.end()) {
-      ++result.same;
-      after.erase(match);
+    const std::string where = pair.inside("attachment " + std::to_string(i));
+    const Attached* partner = matcher.partnerOf(i);
+    if (partner == nullptr) {
+      note(where, "attachment", told(before[i]), {});
+      continue;
+    }
+    if (partner->digest.sha256 == before[i].digest.sha256) {
+      result.noteSame();
+    } else if (before[i].mail && partner->mail && pair.depth < kMaxMailDepth) {
+      waiting.push_back({where + "/message", load(before[i].mail.get()), load(partner->mail.get()), pair.depth + 1});
     } else {
-      result.note({"attachment " + std::to_string(i), "attachment", told(before[i]), {}, {}});
+      note(where, "attachment", told(before[i]), told(*partner));
+    }
+    if (partner->name != before[i].name) {
+      note(where, "attachment name", before[i].name, partner->name);
+    }
+    if (partner->type != before[i].type) {
+      note(where, "attachment type", before[i].type, partner->type);
     }
   }
   for (const Attached& extra : after) {
-    ++result.compared;
-    result.note({"message", "attachment", {}, told(extra), {}});
+    if (!extra.matched) {
+      note(pair.where, "attachment", {}, told(extra));
+    }
   }
 }
 
 }  // namespace
 
-void Comparison::note(Difference difference) {
-  difference.rule = ruleOf(difference);
+void Comparison::noteSame() {
+  ++compared;
+  ++same;
+}
+
+void Comparison::note(Place place, Difference difference, const Facts& old, const Facts& now) {
+  ++compared;
+  difference.rule = ruleOf(place, difference, old, now);
   std::vector<Difference>& list = !difference.rule.empty()    ? explained
                                   : difference.before.empty() ? added
                                   : difference.after.empty()  ? lost
@@ -199,15 +285,35 @@ void Comparison::note(Difference difference) {
   list.push_back(std::move(difference));
 }
 
-Comparison compareMails(IStream* beforeStream, IStream* afterStream) {
+Comparison compareMails(IStream* before, IStream* after) {
   Comparison result;
-  const ComPtr<mime::IMimeMessage> before = load(beforeStream);
-  const ComPtr<mime::IMimeMessage> after = load(afterStream);
-  compareHeaders(headersOf(before.get()), headersOf(after.get()), result);
-  compareText(before.get(), after.get(), mime::TXT_PLAIN, "plain text", result);
-  compareText(before.get(), after.get(), mime::TXT_HTML, "HTML", result);
-  compareAttachments(attachmentsOf(before.get()), attachmentsOf(after.get()), result);
+  // A list instead of recursion: the depth is the sender's choice.
+  std::vector<Pair> waiting;
+  waiting.push_back({"message", load(before), load(after)});
+  while (!waiting.empty()) {
+    Pair pair = std::move(waiting.back());
+    waiting.pop_back();
+    const Headers old = headersOf(pair.before.get());
+    const Headers now = headersOf(pair.after.get());
+    pair.old = factsOf(old);
+    pair.now = factsOf(now);
+    compareHeaders(pair.where, old, now, result);
+    compareText(pair, mime::TXT_PLAIN, "plain text", result);
+    compareText(pair, mime::TXT_HTML, "HTML", result);
+    compareAttachments(pair, waiting, result);
+  }
   return result;
+}
+
+std::string shownValue(const std::string& value) {
+  if (value.size() <= kShownLength) {
+    return value;
+  }
+  std::size_t end = kShownLength;
+  while (end > 0 && (static_cast<unsigned char>(value[end]) & 0xC0U) == 0x80U) {
+    --end;  // no character is cut
+  }
+  return value.substr(0, end) + "...";
 }
 
 nlohmann::ordered_json toJson(const Comparison& comparison) {
@@ -216,10 +322,10 @@ nlohmann::ordered_json toJson(const Comparison& comparison) {
     for (const Difference& difference : differences) {
       nlohmann::ordered_json entry = {{"where", difference.where}, {"what", difference.what}};
       if (!difference.before.empty()) {
-        entry["before"] = difference.before;
+        entry["before"] = shownValue(difference.before);
       }
       if (!difference.after.empty()) {
-        entry["after"] = difference.after;
+        entry["after"] = shownValue(difference.after);
       }
       if (!difference.rule.empty()) {
         entry["rule"] = difference.rule;

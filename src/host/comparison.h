@@ -1,6 +1,7 @@
 // What came back the same from a journey, and what did not.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -11,12 +12,19 @@
 namespace nalvo::host {
 
 struct Difference {
-  std::string where;   // "message", "attachment 0"
-  std::string what;    // "header Subject", "plain text"
-  std::string before;  // empty for what was added
+  std::string where;   // "message", "attachment 0/message/recipient 2"
+  std::string what;    // "PR_SUBJECT", "header Subject", "plain text"
+  std::string before;  // empty for what was added; a property's value as JSON
   std::string after;   // empty for what was lost
   std::string rule;    // the name of the rule that tells the change; empty if none does
 };
+
+// The kind of thing that a difference is in; each has rules of its own.
+enum class Place { Message, Recipient, Attachment, Mail };
+
+// All values of one thing by what they are called, which a rule may look at beside the difference: properties as in
+// Difference, headers as "header subject", in lower case.
+using Facts = std::map<std::string, std::string, std::less<>>;
 
 struct Comparison {
   std::size_t compared = 0;
@@ -27,21 +35,27 @@ struct Comparison {
   std::vector<Difference> added;
 
   bool whole() const { return lost.empty() && changed.empty() && added.empty(); }
-  // Files a difference under what it is; one that a rule explains goes there.
-  void note(Difference difference);
+  // Counts something that was compared and is the same.
+  void noteSame();
+  // Counts a difference and files it under what it is; one that a rule explains goes there.
+  void note(Place place, Difference difference, const Facts& before, const Facts& after);
 };
 
-// Two mails: their headers as they read, texts and attachments. Attachments are matched by content, not by place.
+// Two mails: their headers as they read, texts and attachments, and the mails that are attached likewise, up to a depth of
+// kMaxMailDepth. Attachments are matched by content, then by what else tells them, never by place alone.
 // Throws the code of a stream.
+inline constexpr std::size_t kMaxMailDepth = 100;
 Comparison compareMails(IStream* before, IStream* after);
 
-// Two messages: properties by name and type, recipients in their order, attachments with the messages inside them.
+// Two messages: properties by name and type, recipients in the order To, Cc, Bcc, attachments with the messages inside them.
 Comparison compareMessages(const MemoryMessage& before, const MemoryMessage& after);
 
-// {"compared", "same", "explained", "lost", "changed", "added"}
+// {"compared", "same", "explained", "lost", "changed", "added"}; long values are told by their beginning.
 nlohmann::ordered_json toJson(const Comparison& comparison);
+// A value of a Difference as people read it.
+std::string shownValue(const std::string& value);
 
-// The rule that explains a difference; empty if none does. All rules stand in one list.
-std::string ruleOf(const Difference& difference);
+// The name of the rule that tells the system to make this difference; empty if none does. All rules stand in one list.
+std::string ruleOf(Place place, const Difference& difference, const Facts& before, const Facts& after);
 
 }  // namespace nalvo::host

@@ -1,6 +1,5 @@
 // Two messages, property by property.
 #include <algorithm>
-#include <map>
 
 #include "host/comparison.h"
 #include "host/json.h"
@@ -11,11 +10,9 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::size_t kShownLength = 200;
-
 struct Property {
   std::string shown;  // "PR_SUBJECT", or what else tells it
-  std::string value;
+  std::string value;  // as JSON
 };
 // By the name that holds in every file: the tag, or the set and name with the type.
 using Properties = std::map<std::string, Property>;
@@ -31,79 +28,145 @@ Properties propertiesOf(const PropertyBag& bag) {
   return properties;
 }
 
-std::string shown(const std::string& value) {
-  return value.size() <= kShownLength ? value : value.substr(0, kShownLength) + "...";
+Facts factsOf(const Properties& properties) {
+  Facts facts;
+  for (const auto& [key, property] : properties) {
+    facts[property.shown] = property.value;
+  }
+  return facts;
 }
 
-void compareBags(const std::string& where, const PropertyBag& before, const PropertyBag& after, Comparison& result) {
-  const Properties old = propertiesOf(before);
-  const Properties now = propertiesOf(after);
-  for (const auto& [key, property] : old) {
-    ++result.compared;
-    const auto found = now.find(key);
-    if (found != now.end() && found->second.value == property.value) {
-      ++result.same;
+void compareBags(Place place, const std::string& where, const Properties& before, const Properties& after,
+                 Comparison& result) {
+  const Facts old = factsOf(before);
+  const Facts now = factsOf(after);
+  for (const auto& [key, property] : before) {
+    const auto found = after.find(key);
+    if (found != after.end() && found->second.value == property.value) {
+      result.noteSame();
     } else {
-      result.note({where, property.shown, shown(property.value), found == now.end() ? "" : shown(found->second.value), {}});
+      result.note(place, {where, property.shown, property.value, found == after.end() ? "" : found->second.value, {}}, old,
+                  now);
     }
   }
-  for (const auto& [key, property] : now) {
-    if (!old.contains(key)) {
-      ++result.compared;
-      result.note({where, property.shown, {}, shown(property.value), {}});
+  for (const auto& [key, property] : after) {
+    if (!before.contains(key)) {
+      result.note(place, {where, property.shown, {}, property.value, {}}, old, now);
     }
   }
 }
 
-// How much of an attachment's content and names two have in common; what has most belongs together.
-int likeness(const MemoryAttachment& a, const MemoryAttachment& b) {
-  const Properties first = propertiesOf(a.bag());
-  const Properties second = propertiesOf(b.bag());
-  int points = 0;
-  for (const auto& [key, property] : first) {
-    const auto found = second.find(key);
-    if (found != second.end() && found->second.value == property.value) {
-      points += key.starts_with("3701") ? 100 : 1;
+std::string valueOf(const Properties& properties, ULONG tag) {
+  char key[9];
+  std::snprintf(key, sizeof key, "%08x", tag);
+  const auto found = properties.find(key);
+  return found == properties.end() ? std::string() : found->second.value;
+}
+
+// A row of the recipient table that did not come back, or came out of nothing.
+void noteRow(const std::string& where, const char* what, const Properties& row, bool lost, Comparison& result) {
+  std::string told = valueOf(row, PR_DISPLAY_NAME) + " " + valueOf(row, PR_EMAIL_ADDRESS);
+  const Facts facts = factsOf(row);
+  static const Facts kNone;
+  result.note(Place::Recipient, {where, what, lost ? told : std::string(), lost ? std::string() : told, {}},
+              lost ? facts : kNone, lost ? kNone : facts);
+}
+
+// A mail has the recipients in the order To, Cc, Bcc, each kind in the order of its rows.
+std::vector<Properties> rowsInMailOrder(const MemoryMessage& message) {
+  std::vector<Properties> rows;
+  for (const auto& recipient : message.parts().recipients) {
+    rows.push_back(propertiesOf(recipient->bag()));
+  }
+  const auto rank = [](const Properties& row) {
+    const std::string type = valueOf(row, PR_RECIPIENT_TYPE);
+    return type == "2" ? 2 : type == "3" ? 3 : 1;
+  };
+  std::stable_sort(rows.begin(), rows.end(),
+                   [&rank](const Properties& a, const Properties& b) { return rank(a) < rank(b); });
+  return rows;
+}
+
+// Neither name nor address: such a row has nothing that a mail could say.
+bool isBlank(const Properties& row) {
+  const auto blank = [&row](ULONG tag) {
+    const std::string value = valueOf(row, tag);
+    return value.empty() || value == "\"\"";
+  };
+  return blank(PR_DISPLAY_NAME) && blank(PR_EMAIL_ADDRESS);
+}
+
+void compareRecipients(const std::string& prefix, const MemoryMessage& before, const MemoryMessage& after,
+                       Comparison& result) {
+  const std::vector<Properties> old = rowsInMailOrder(before);
+  const std::vector<Properties> now = rowsInMailOrder(after);
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < old.size(); ++i) {
+    const std::string place = prefix + "recipient " + std::to_string(i);
+    if (next < now.size() && (!isBlank(old[i]) || isBlank(now[next]))) {
+      compareBags(Place::Recipient, place, old[i], now[next++], result);
+    } else {
+      noteRow(place, isBlank(old[i]) ? "blank recipient" : "recipient", old[i], true, result);
     }
   }
-  return points + (static_cast<bool>(a.embedded()) == static_cast<bool>(b.embedded()) ? 10 : 0);
+  for (; next < now.size(); ++next) {
+    noteRow(prefix + "recipient " + std::to_string(next), "recipient", now[next], false, result);
+  }
+}
+
+struct Part {
+  const MemoryAttachment* attachment;
+  Properties properties;
+};
+
+std::vector<Part> partsOf(const MemoryMessage& message) {
+  std::vector<Part> parts;
+  for (const auto& attachment : message.parts().attachments) {
+    parts.push_back({attachment.get(), propertiesOf(attachment->bag())});
+  }
+  return parts;
+}
+
+// How much of content and names two attachments have in common; what has most belongs together.
+int likeness(const Part& a, const Part& b) {
+  constexpr int kSameData = 100;
+  constexpr int kSameKind = 10;
+  int points = static_cast<bool>(a.attachment->embedded()) == static_cast<bool>(b.attachment->embedded()) ? kSameKind : 0;
+  for (const auto& [key, property] : a.properties) {
+    const auto found = b.properties.find(key);
+    if (found != b.properties.end() && found->second.value == property.value) {
+      points += property.shown == "PR_ATTACH_DATA_BIN" ? kSameData : 1;
+    }
+  }
+  return points;
 }
 
 void compare(const std::string& where, const MemoryMessage& before, const MemoryMessage& after, Comparison& result) {
   const std::string prefix = where == "message" ? "" : where + "/";
-  compareBags(where, before.bag(), after.bag(), result);
-  const auto& old = before.parts().recipients;
-  const auto& now = after.parts().recipients;
-  for (std::size_t i = 0; i < std::max(old.size(), now.size()); ++i) {
-    const std::string place = prefix + "recipient " + std::to_string(i);
-    if (i >= old.size() || i >= now.size()) {
-      ++result.compared;
-      result.note({place, "recipient", i < old.size() ? "there" : "", i < now.size() ? "there" : "", {}});
-    } else {
-      compareBags(place, old[i]->bag(), now[i]->bag(), result);
-    }
-  }
-  std::vector<ComPtr<MemoryAttachment>> rest = after.parts().attachments;
-  for (std::size_t i = 0; i < before.parts().attachments.size(); ++i) {
-    const ComPtr<MemoryAttachment>& attachment = before.parts().attachments[i];
+  compareBags(Place::Message, where, propertiesOf(before.bag()), propertiesOf(after.bag()), result);
+  compareRecipients(prefix, before, after, result);
+  const std::vector<Part> old = partsOf(before);
+  std::vector<Part> rest = partsOf(after);
+  static const Facts kNone;
+  for (std::size_t i = 0; i < old.size(); ++i) {
     const std::string place = prefix + "attachment " + std::to_string(i);
     if (rest.empty()) {
-      ++result.compared;
-      result.note({place, "attachment", "there", "", {}});
+      result.note(Place::Attachment,
+                  {place, "attachment", valueOf(old[i].properties, PR_ATTACH_LONG_FILENAME) + " ", {}, {}},
+                  factsOf(old[i].properties), kNone);
       continue;
     }
-    const auto match = std::max_element(rest.begin(), rest.end(), [&](const auto& a, const auto& b) {
-      return likeness(*attachment, *a) < likeness(*attachment, *b);
-    });
-    compareBags(place, attachment->bag(), (*match)->bag(), result);
-    if (attachment->embedded() && (*match)->embedded()) {
-      compare(place + "/message", *attachment->embedded(), *(*match)->embedded(), result);
+    const auto match = std::max_element(
+        rest.begin(), rest.end(), [&](const Part& a, const Part& b) { return likeness(old[i], a) < likeness(old[i], b); });
+    compareBags(Place::Attachment, place, old[i].properties, match->properties, result);
+    if (old[i].attachment->embedded() && match->attachment->embedded()) {
+      compare(place + "/message", *old[i].attachment->embedded(), *match->attachment->embedded(), result);
     }
     rest.erase(match);
   }
-  for (std::size_t i = 0; i < rest.size(); ++i) {
-    ++result.compared;
-    result.note({where, "attachment", "", "there", {}});
+  for (const Part& part : rest) {
+    result.note(Place::Attachment, {where, "attachment", {}, valueOf(part.properties, PR_ATTACH_LONG_FILENAME) + " ", {}},
+                kNone, factsOf(part.properties));
   }
 }
 

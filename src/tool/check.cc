@@ -12,9 +12,9 @@ void tell(std::string& out, const char* kind, const std::vector<host::Difference
     if (!difference.rule.empty()) {
       out += " (" + difference.rule + ")";
     } else if (!difference.before.empty() && !difference.after.empty()) {
-      out += "\n      was: " + difference.before + "\n      is:  " + difference.after;
+      out += "\n      was: " + host::shownValue(difference.before) + "\n      is:  " + host::shownValue(difference.after);
     } else {
-      out += ": " + difference.before + difference.after;
+      out += ": " + host::shownValue(difference.before + difference.after);
     }
     out += "\n";
   }
