@@ -90,7 +90,9 @@ PropertyContent fixedValue(ULONG type, std::uint64_t value) {
 
 // Some writers end texts with a terminator. `bytes` is the length without it, in whole characters.
 std::uint64_t withoutTerminators(std::string_view tail, std::uint64_t bytes, std::size_t unit) {
-  bytes -= bytes % unit;
+  const std::size_t odd = bytes % unit;
+  bytes -= odd;
+  tail.remove_suffix(std::min(odd, tail.size()));
   while (bytes != 0 && tail.size() >= unit && tail.substr(tail.size() - unit) == std::string_view("\0\0", unit)) {
     tail.remove_suffix(unit);
     bytes -= unit;

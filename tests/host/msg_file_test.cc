@@ -133,6 +133,32 @@ TEST_F(MsgFile, LengthsAroundTheBordersComeBack) {
   expectSame();
 }
 
+TEST_F(MsgFile, TerminatorsAndOddBytesAreNoPartOfAText) {
+  const ComPtr<IStream> file = streamUtils::createStream();
+  StreamSink sink(file.get());
+  CompoundWriter writer(sink, 0);
+  std::string list(msg::headerBytes(msg::ObjectKind::Message), '\0');
+  const std::string body(6000, 'b');
+  ULONG id = 0x6000;
+  for (const std::string& end : {std::string(), std::string(1, '\0'), std::string(3, '\0'), std::string(4, '\0')}) {
+    for (const std::string& text : {std::string("ab"), body}) {
+      const ULONG tag = propTag(PT_UNICODE, id++);
+      writer.addStream(CompoundWriter::kRoot, msg::numberedName(msg::kValuePrefix, tag), text + end);
+      appendTo(list, tag);
+      appendTo(list, std::uint32_t{6});
+      appendTo(list, std::uint64_t{0});
+    }
+  }
+  writer.addStream(CompoundWriter::kRoot, msg::kPropertiesName, list);
+  writer.finish();
+  const ComPtr<MemoryMessage> again = read(file.get());
+  ASSERT_EQ(again->bag().tags().size(), 8U);
+  for (const ULONG tag : again->bag().tags()) {
+    const std::u16string text = textOf(*again->bag().find(tag));
+    EXPECT_EQ(text, propId(tag) % 2 == 0 ? u"\u6261" : std::u16string(3000, u'\u6262')) << std::hex << tag;
+  }
+}
+
 TEST_F(MsgFile, NamesAreSharedByAllObjects) {
   set(msg::PR_STORE_SUPPORT_MASK, std::int32_t{0x40000});
   for (std::int32_t i = 0; i < 40; ++i) {
