@@ -3,15 +3,16 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <set>
 
 #include "diagnostics/hresult_exception.h"
 #include "host/digest.h"
+#include "host/mime_walk.h"
 #include "mime/header_text.h"
 #include "mime/mime.h"
 #include "mime/mime_utils.h"
 #include "platform/com/com_ptr.h"
 #include "platform/text/text.h"
-#include "streams/stream_utils.h"
 
 namespace nalvo::host {
 namespace {
@@ -20,14 +21,6 @@ constexpr SourceFile kSource{".\\Comparison"};
 
 // A value longer than this is told by its beginning.
 constexpr std::size_t kShownLength = 200;
-
-ComPtr<mime::IMimeMessage> load(IStream* stream) {
-  ComPtr<mime::IMimeMessage> mail;
-  streamUtils::rewind(stream);
-  checkHResult(mime::createMimeMessage(mail.put()), kSource.at("host::compareMails"));
-  checkHResult(mail->Load(stream), kSource.at("host::compareMails"));
-  return mail;
-}
 
 std::string collapseBlanks(std::string_view text) {
   std::string result;
@@ -119,9 +112,9 @@ void compareHeaders(const std::string& where, const Headers& before, const Heade
   }
 }
 
-std::optional<StreamDigest> textOf(mime::IMimeMessage* mail, mime::TextType type) {
+// `handle` becomes that of the body that holds the text.
+std::optional<StreamDigest> textOf(mime::IMimeMessage* mail, mime::TextType type, mime::HBODY& handle) {
   constexpr const char* kWhere = "host::compareMails";
-  mime::HBODY handle = nullptr;
   ComPtr<IStream> text;
   const HRESULT hr = mail->GetTextBody(type, mime::IET_UNICODE, text.put(), &handle);
   if (hr == MIME_E_NOT_FOUND) {
@@ -148,8 +141,9 @@ struct Pair {
 };
 
 void compareText(const Pair& pair, mime::TextType type, const char* what, Comparison& result) {
-  const std::optional<StreamDigest> from = textOf(pair.before.get(), type);
-  const std::optional<StreamDigest> to = textOf(pair.after.get(), type);
+  mime::HBODY ignored = nullptr;
+  const std::optional<StreamDigest> from = textOf(pair.before.get(), type, ignored);
+  const std::optional<StreamDigest> to = textOf(pair.after.get(), type, ignored);
   if (!from && !to) {
     return;
   }
@@ -173,23 +167,67 @@ std::string textProp(mime::IMimeBody* body, mime::HeaderName name) {
   return succeeded(body->GetProp(name, 0, &value)) && value.pwszVal != nullptr ? wideToUtf8(value.pwszVal) : std::string();
 }
 
-std::vector<Attached> attachmentsOf(mime::IMimeMessage* mail) {
+Attached attachedOf(mime::IMimeMessage* mail, mime::HBODY handle) {
   constexpr const char* kWhere = "host::compareMails";
+  ComPtr<mime::IMimeBody> body;
+  checkHResult(mail->BindToObject(handle, mime::IMimeBody::kIid, body.putVoid()), kSource.at(kWhere));
+  ComPtr<IStream> data;
+  checkHResult(body->GetData(mime::IET_BINARY, data.put()), kSource.at(kWhere));
+  const bool isMail = mail->IsContentType(handle, "message", "rfc822") == S_OK;
+  return {textProp(body.get(), "att:filename"), toLowerAscii(textProp(body.get(), mime::HeaderId::ContentType)),
+          digestOf(data.get()), isMail ? data : ComPtr<IStream>()};
+}
+
+std::vector<Attached> attachmentsOf(mime::IMimeMessage* mail) {
   std::vector<Attached> list;
-  MimeUtils::enumAttachments(mail, [&](mime::HBODY handle) {
-    ComPtr<mime::IMimeBody> body;
-    checkHResult(mail->BindToObject(handle, mime::IMimeBody::kIid, body.putVoid()), kSource.at(kWhere));
-    ComPtr<IStream> data;
-    checkHResult(body->GetData(mime::IET_BINARY, data.put()), kSource.at(kWhere));
-    const bool isMail = mail->IsContentType(handle, "message", "rfc822") == S_OK;
-    list.push_back({textProp(body.get(), "att:filename"), toLowerAscii(textProp(body.get(), mime::HeaderId::ContentType)),
-                    digestOf(data.get()), isMail ? data : ComPtr<IStream>()});
-  });
+  MimeUtils::enumAttachments(mail, [&](mime::HBODY handle) { list.push_back(attachedOf(mail, handle)); });
   return list;
 }
 
 std::string told(const Attached& attached) {
   return "\"" + attached.name + "\", " + attached.type + ", " + told(std::optional(attached.digest));
+}
+
+bool isMultipart(mime::IMimeMessage* mail, mime::HBODY body) {
+  ULONG children = 0;
+  return succeeded(mail->CountBodies(body, 0, &children)) && children != 0;
+}
+
+// Bodies that are neither text nor attachment, such as a calendar among the forms of a text: each must be found again among
+// all bodies of the other mail, whatever it is there.
+void compareOtherBodies(const Pair& pair, Comparison& result) {
+  mime::IMimeMessage* mail = pair.before.get();
+  std::set<mime::HBODY> known;
+  for (const mime::TextType type : {mime::TXT_PLAIN, mime::TXT_HTML}) {
+    mime::HBODY handle = nullptr;
+    if (textOf(mail, type, handle)) {
+      known.insert(handle);
+    }
+  }
+  MimeUtils::enumAttachments(mail, [&known](mime::HBODY handle) { known.insert(handle); });
+  std::vector<Attached> others;
+  for (const mime::HBODY handle : bodiesOf(mail)) {
+    if (!known.contains(handle) && !isMultipart(mail, handle)) {
+      others.push_back(attachedOf(mail, handle));
+    }
+  }
+  std::multiset<std::string> found;
+  if (!others.empty()) {
+    for (const mime::HBODY handle : bodiesOf(pair.after.get())) {
+      if (!isMultipart(pair.after.get(), handle)) {
+        found.insert(attachedOf(pair.after.get(), handle).digest.sha256);
+      }
+    }
+  }
+  for (const Attached& other : others) {
+    const auto match = found.find(other.digest.sha256);
+    if (match != found.end()) {
+      found.erase(match);
+      result.noteSame();
+    } else if (other.digest.size != 0) {
+      result.note(Place::Mail, {pair.where, "body " + other.type, told(other), {}, {}}, pair.old, pair.now);
+    }
+  }
 }
 
 // Looks for the attachments of one mail among those of another, the surest marks first.
@@ -250,7 +288,7 @@ void compareAttachments(const Pair& pair, std::vector<Pair>& waiting, Comparison
     if (partner->digest.sha256 == before[i].digest.sha256) {
       result.noteSame();
     } else if (before[i].mail && partner->mail && pair.depth < kMaxMailDepth) {
-      waiting.push_back({where + "/message", load(before[i].mail.get()), load(partner->mail.get()), pair.depth + 1});
+      waiting.push_back({where + "/message", loadMail(before[i].mail.get()), loadMail(partner->mail.get()), pair.depth + 1});
     } else {
       note(where, "attachment", told(before[i]), told(*partner));
     }
@@ -289,7 +327,7 @@ Comparison compareMails(IStream* before, IStream* after) {
   Comparison result;
   // A list instead of recursion: the depth is the sender's choice.
   std::vector<Pair> waiting;
-  waiting.push_back({"message", load(before), load(after)});
+  waiting.push_back({"message", loadMail(before), loadMail(after)});
   while (!waiting.empty()) {
     Pair pair = std::move(waiting.back());
     waiting.pop_back();
@@ -301,6 +339,7 @@ Comparison compareMails(IStream* before, IStream* after) {
     compareText(pair, mime::TXT_PLAIN, "plain text", result);
     compareText(pair, mime::TXT_HTML, "HTML", result);
     compareAttachments(pair, waiting, result);
+    compareOtherBodies(pair, result);
   }
   return result;
 }

@@ -7,6 +7,7 @@
 #include "host/comparison.h"
 #include "mime/header_text.h"
 #include "platform/text/text.h"
+#include "platform/text/text_converter.h"
 
 namespace nalvo::host {
 namespace {
@@ -207,6 +208,29 @@ bool isStoredHeader(const Case& c) {
   });
 }
 
+bool hadStoredDate(const Case& c) {
+  const std::vector<HeaderLine> lines = linesOf(textOf(c.was("PR_TRANSPORT_MESSAGE_HEADERS")));
+  return std::any_of(lines.begin(), lines.end(), [](const HeaderLine& line) { return line.name == "date"; });
+}
+
+// --- Texts
+
+bool hadRtf(const Case& c) { return !c.was("PR_RTF_COMPRESSED").empty(); }
+bool isHtmlAsBytes(const Case& c) { return !c.was("PR_BODY_HTML").empty() && !c.is("PR_HTML").empty(); }
+
+// UTF-8 takes over when the code page that was there can't hold the text.
+bool needsUtf8(const Case& c) {
+  const auto page = numberOf(c.difference.before);
+  std::size_t missing = 0;
+  if (page && c.difference.after == "65001") {
+    (void)encodeText(utf8ToWide(textOf(c.was("PR_BODY"))), static_cast<CodePage>(*page), &missing);
+  }
+  return missing != 0;
+}
+bool hasNoText(const Case& c) {
+  return c.difference.after == "20127" && textOf(c.is("PR_BODY")).empty() && c.is("PR_HTML").empty();
+}
+
 // --- People
 
 // "PR_SENDER_" of "PR_SENDER_NAME"; empty for a recipient, whose properties have no such beginning.
@@ -222,15 +246,17 @@ std::string groupOf(std::string_view what) {
 // The SMTP address that a file knows beside one of another system.
 std::string knownSmtp(const Case& c, const std::string& group) { return textOf(c.was(group + "SMTP_ADDRESS")); }
 
+// A person comes back with the SMTP address that the file knows, or as a name alone; a type without an address counts for
+// nothing.
 bool isOfOtherSystem(const Case& c) {
   const std::string group = groupOf(c.difference.what);
-  const std::string_view type = c.was(group + "ADDRTYPE");
-  if (sameText(type, "\"SMTP\"")) {
-    return false;
+  const std::string type = textOf(c.was(group + "ADDRTYPE"));
+  const std::string before = textOf(c.was(group + "EMAIL_ADDRESS"));
+  const std::string after = textOf(c.is(group + "EMAIL_ADDRESS"));
+  if (type.empty() || before.empty()) {
+    return equalsIgnoreCase(before, after) || equalsIgnoreCase(after, knownSmtp(c, group));
   }
-  const std::string address = textOf(c.is(group + "EMAIL_ADDRESS"));
-  return address.empty() || equalsIgnoreCase(address, knownSmtp(c, group)) ||
-         (type.empty() && sameText(c.was(group + "EMAIL_ADDRESS"), c.is(group + "EMAIL_ADDRESS")));
+  return !equalsIgnoreCase(type, "SMTP") && (after.empty() || equalsIgnoreCase(after, knownSmtp(c, group)));
 }
 
 bool isTheAddress(const Case& c) {
@@ -272,8 +298,13 @@ bool isNamedOtherwise(const Case& c) {
   return name == textOf(c.was("PR_DISPLAY_NAME")) || name == textOf(c.was("PR_ATTACH_FILENAME")) || holdsMessage(c);
 }
 bool isNoOle(const Case& c) { return c.was("PR_ATTACH_METHOD") != "6"; }
+bool isNoReference(const Case& c) { return c.was("PR_ATTACH_METHOD") != "4"; }
 bool isMailAsFile(const Case& c) {
-  return c.was("PR_ATTACH_METHOD") == "1" && holdsMessage(c) && sameText(c.was("PR_ATTACH_MIME_TAG"), "\"message/rfc822\"");
+  return c.was("PR_ATTACH_METHOD") == "1" && holdsMessage(c) && sameText(c.is("PR_ATTACH_MIME_TAG"), "\"message/rfc822\"");
+}
+bool isSignedMail(const Case& c) {
+  return sameText(c.was("PR_ATTACH_MIME_TAG"), "\"multipart/signed\"") &&
+         sameText(c.is("PR_ATTACH_MIME_TAG"), "\"multipart/signed\"");
 }
 
 // --- Mails
@@ -288,6 +319,28 @@ bool becomesAttachment(const Case& c) {
   return !startsWith(type, "multipart/") && startsWith(c.is("header content-type"), "multipart/") &&
          (!isText || startsWith(c.was("header content-disposition"), "attachment"));
 }
+std::string mediaType(std::string_view value) { return toLowerAscii(std::string(trim(value.substr(0, value.find(';'))))); }
+// Containers say nothing by themselves: texts and attachments are compared on their own.
+bool isContainer(std::string_view type) {
+  return type == "multipart/mixed" || type == "multipart/related" || type == "multipart/alternative";
+}
+bool isBuiltAnew(const Case& c) {
+  const std::string before = mediaType(c.was("header content-type"));
+  const std::string after = mediaType(c.is("header content-type"));
+  const auto isPlain = [](const std::string& type) { return type.empty() || type == "text/plain" || type == "text/html"; };
+  return (isContainer(before) || isContainer(after)) && (isContainer(before) || isPlain(before)) &&
+         (isContainer(after) || isPlain(after));
+}
+// The text moved into a part, and what its root said of it with it.
+bool movesDown(const Case& c) {
+  return mediaType(c.was("header content-type")) != mediaType(c.is("header content-type")) && isBuiltAnew(c) &&
+         isContainer(mediaType(c.is("header content-type")));
+}
+// The text itself is compared as characters.
+bool goesOutAsUtf8(const Case& c) {
+  return mediaType(c.difference.before) == mediaType(c.difference.after) && startsWith(c.difference.after, "text/") &&
+         toLowerAscii(c.difference.after).find("charset=utf-8") != std::string::npos;
+}
 bool isTextType(const Case& c) {
   return startsWith(c.difference.after, "text/plain") && c.was("header content-type").empty();
 }
@@ -299,7 +352,7 @@ bool isEmptyBody(const Case& c) { return c.difference.after.starts_with("0 bytes
 
 // --- The list
 
-enum class Kind : unsigned { Lost = 1, Changed = 2, Added = 4, Made = 6, Gone = 3, Any = 7 };
+enum class Kind : unsigned { Lost = 1, Changed = 2, Added = 4, Made = 6, Any = 7 };
 
 struct RuleRow {
   Place place;
@@ -321,6 +374,7 @@ constexpr std::string_view kLifted = "a stored header becomes a property";
 constexpr std::string_view kPriority = "priority is normal unless a mail says otherwise";
 constexpr std::string_view kImportance = "importance follows priority";
 constexpr std::string_view kSigned = "a signed or encrypted mail says so";
+constexpr std::string_view kSignedText = "a signed mail is one attachment that holds its texts and all headers";
 constexpr std::string_view kIdentity = "identities of people are made anew from name and address";
 constexpr std::string_view kOtherSystem = "an address of another system becomes its SMTP address, or a name alone";
 constexpr std::string_view kNameIsAddress = "a name that is the address is not told twice";
@@ -330,6 +384,12 @@ constexpr std::string_view kOneName = "an attachment has one name, that of its f
 constexpr std::string_view kMimeTag = "an attachment from a mail says its type";
 constexpr std::string_view kMailFile = "a mail that is attached as a file becomes a message";
 constexpr std::string_view kBecomesPart = "a mail that is one attachment holds it as a part";
+constexpr std::string_view kChosenText = "a message with RTF gives the text that its RTF holds; RTF has no engine yet";
+constexpr std::string_view kUtf8 = "a text that its charset lacks goes out as UTF-8";
+constexpr std::string_view kHtmlBytes = "HTML is kept as the bytes of the mail";
+constexpr std::string_view kTree = "texts and attachments make the tree of parts";
+constexpr std::string_view kNamed = "an attachment without a name gets one";
+constexpr std::string_view kEmptyText = "a mail that is one attachment gets an empty text";
 constexpr std::string_view kBuilt = "a built message says its type and version";
 
 constexpr RuleRow kRules[] = {
@@ -403,11 +463,23 @@ constexpr RuleRow kRules[] = {
      kLifted},
     {Place::Message, "0000001f {00020386-0000-0000-C000-000000000046} [UN] \"Content-Class\"", Kind::Added, nullptr,
      "a message from a mail says its content class"},
+    {Place::Message, "PR_CLIENT_SUBMIT_TIME", Kind::Added, hadStoredDate, kLifted},
     // Texts.
     {Place::Message, "00000102 {4E3A7680-B77A-11D0-9DA5-00C04FD65685} [UN] \"Internet Charset Body\"", Kind::Made, nullptr,
      "a message from a mail keeps its text in the mail's charset"},
     {Place::Message, "PR_INTERNET_CPID", Kind::Added, nullptr, "a message from a mail says its code page"},
+    {Place::Message, "PR_INTERNET_CPID", Kind::Changed, needsUtf8, kUtf8},
+    {Place::Message, "PR_INTERNET_CPID", Kind::Changed, hasNoText, "a mail without text is ASCII"},
+    {Place::Message, "PR_HTML", Kind::Lost, hadRtf, kChosenText},
+    {Place::Message, "PR_BODY_HTML", Kind::Lost, hadRtf, kChosenText},
+    {Place::Message, "PR_BODY_HTML", Kind::Lost, isHtmlAsBytes, kHtmlBytes},
+    {Place::Message, "PR_HTML", Kind::Added, isHtmlAsBytes, kHtmlBytes},
+    {Place::Message, "PR_BODY", Kind::Added, becomesEmptyText, kEmptyText},
     // Signed and encrypted mails.
+    {Place::Message, "PR_BODY", Kind::Made, hasNoPlainClass, kSignedText},
+    {Place::Message, "PR_HTML", Kind::Added, hasNoPlainClass, kSignedText},
+    {Place::Attachment, "PR_ATTACH_DATA_BIN", Kind::Changed, isSignedMail, kSignedText},
+    {Place::Attachment, "PR_ATTACH_LONG_FILENAME", Kind::Added, isSignedMail, kSignedText},
     {Place::Message, "PR_SECURITY", Kind::Made, hasNoPlainClass, kSigned},
     {Place::Message, "PidLidSmartNoAttach", Kind::Made, hasNoPlainClass, kSigned},
     // People.
@@ -419,16 +491,16 @@ constexpr RuleRow kRules[] = {
     {Place::Message, "PR_SENDER_EMAIL_ADDRESS", Kind::Added, hadNoSender, kFromIsSender},
     {Place::Message, "PR_SENDER_NAME", Kind::Added, hadNoSender, kFromIsSender},
     {Place::Message, "PR_SENDER_ADDRTYPE", Kind::Any, isOfOtherSystem, kOtherSystem},
-    {Place::Message, "PR_SENDER_EMAIL_ADDRESS", Kind::Gone, isOfOtherSystem, kOtherSystem},
+    {Place::Message, "PR_SENDER_EMAIL_ADDRESS", Kind::Any, isOfOtherSystem, kOtherSystem},
     {Place::Message, "PR_SENT_REPRESENTING_ADDRTYPE", Kind::Any, isOfOtherSystem, kOtherSystem},
-    {Place::Message, "PR_SENT_REPRESENTING_EMAIL_ADDRESS", Kind::Gone, isOfOtherSystem, kOtherSystem},
+    {Place::Message, "PR_SENT_REPRESENTING_EMAIL_ADDRESS", Kind::Any, isOfOtherSystem, kOtherSystem},
     {Place::Message, "PR_SENDER_NAME", Kind::Lost, isTheAddress, kNameIsAddress},
     {Place::Message, "PR_SENT_REPRESENTING_NAME", Kind::Lost, isTheAddress, kNameIsAddress},
     // Recipients.
     {Place::Recipient, "PR_ENTRYID", Kind::Made, nullptr, kIdentity},
     {Place::Recipient, "PR_SEARCH_KEY", Kind::Made, nullptr, kIdentity},
     {Place::Recipient, "PR_ADDRTYPE", Kind::Any, isOfOtherSystem, kOtherSystem},
-    {Place::Recipient, "PR_EMAIL_ADDRESS", Kind::Gone, isOfOtherSystem, kOtherSystem},
+    {Place::Recipient, "PR_EMAIL_ADDRESS", Kind::Any, isOfOtherSystem, kOtherSystem},
     {Place::Recipient, "PR_ADDRTYPE", Kind::Lost, nullptr, {}},
     {Place::Recipient, "PR_EMAIL_ADDRESS", Kind::Lost, nullptr, {}},
     {Place::Recipient, "PR_DISPLAY_NAME", Kind::Changed, isTheAddress, kNameIsAddress},
@@ -450,6 +522,9 @@ constexpr RuleRow kRules[] = {
     {Place::Attachment, "PR_ATTACH_MIME_TAG", Kind::Added, nullptr, kMimeTag},
     {Place::Attachment, "PR_RENDERING_POSITION", Kind::Added, nullptr,
      "an attachment has no place in the text unless it says so"},
+    {Place::Attachment, "PR_ATTACH_MIME_TAG", Kind::Changed, isMailAsFile, kMailFile},
+    {Place::Attachment, "PR_ATTACH_ENCODING", Kind::Lost, nullptr, "a mail encodes an attachment its own way"},
+    {Place::Attachment, "PR_ATTACH_LONG_PATHNAME", Kind::Lost, isNoReference, "only an attachment by reference has a path"},
     {Place::Attachment, "PR_ATTACH_RENDERING", Kind::Lost, isNoOle, "only an OLE object keeps its picture"},
     {Place::Attachment, "PR_ATTACH_METHOD", Kind::Changed, isMailAsFile, kMailFile},
     {Place::Attachment, "PR_ATTACH_DATA_BIN", Kind::Lost, isMailAsFile, kMailFile},
@@ -461,6 +536,11 @@ constexpr RuleRow kRules[] = {
     {Place::Mail, "header Content-Transfer-Encoding", Kind::Any, nullptr, "the transfer encoding is chosen anew"},
     {Place::Mail, "header Content-Type", Kind::Changed, becomesAttachment, kBecomesPart},
     {Place::Mail, "header Content-Type", Kind::Added, becomesAttachment, kBecomesPart},
+    {Place::Mail, "header Content-Type", Kind::Made, isBuiltAnew, kTree},
+    {Place::Mail, "header Content-Type", Kind::Changed, goesOutAsUtf8, kUtf8},
+    {Place::Mail, "header Content-Language", Kind::Lost, movesDown, kTree},
+    {Place::Mail, "attachment name", Kind::Added, nullptr, kNamed},
+    {Place::Mail, "attachment type", Kind::Added, nullptr, kMimeTag},
     {Place::Mail, "header Content-Disposition", Kind::Lost, becomesAttachment, kBecomesPart},
     {Place::Mail, "header Content-Description", Kind::Lost, becomesAttachment, kBecomesPart},
     {Place::Mail, "header Content-ID", Kind::Lost, becomesAttachment, kBecomesPart},
@@ -473,7 +553,7 @@ constexpr RuleRow kRules[] = {
     {Place::Mail, "header Disposition-Notification-To", Kind::Changed, nullptr, kReceiptTo},
     {Place::Mail, "header Return-Receipt-To", Kind::Changed, nullptr, kReceiptTo},
     {Place::Mail, "header From", Kind::Changed, isLastOfSeveral, "the last of several authors stays"},
-    {Place::Mail, "plain text", Kind::Added, isEmptyBody, "a mail that is one attachment gets an empty text"},
+    {Place::Mail, "plain text", Kind::Added, isEmptyBody, kEmptyText},
 };
 
 unsigned kindOf(const Difference& difference) {

@@ -5,6 +5,7 @@
 
 #include "diagnostics/hresult_exception.h"
 #include "host/msg_file.h"
+#include "host/wire_form.h"
 #include "tool/atomic_file.h"
 #include "tool/commands.h"
 
@@ -63,7 +64,10 @@ Outcome toMime(const Input& input, const ConvertOptions& options) {
   Outcome outcome;
   const ComPtr<IStream> file = input.open();
   const ComPtr<host::MemoryMessage> message = host::readMsg(file.get(), context, &outcome.warnings);
-  const host::MailFile mail = host::writeMail(message.get(), options.form, nullptr);
+  host::MailFile mail = host::writeMail(message.get(), options.form, nullptr);
+  if (options.form == host::MailForm::Wire) {
+    mail.mail = host::withoutXMapi(mail.mail);
+  }
   if (options.output == "-") {
     outcome.output = contentOf(mail.mail.get());
     return outcome;
