@@ -8,6 +8,7 @@
 #include "mime/header_text.h"
 #include "platform/text/text.h"
 #include "platform/text/text_converter.h"
+#include "streams/coder.h"
 
 namespace nalvo::host {
 namespace {
@@ -227,6 +228,11 @@ bool needsUtf8(const Case& c) {
   }
   return missing != 0;
 }
+// Of two pages that are nearly alike, mail gets the better known one.
+bool isNearPage(const Case& c) {
+  return (c.difference.before == "28605" && c.difference.after == "28591") ||
+         (c.difference.before == "28603" && c.difference.after == "28594");
+}
 bool hasNoText(const Case& c) {
   return c.difference.after == "20127" && textOf(c.is("PR_BODY")).empty() && c.is("PR_HTML").empty();
 }
@@ -257,6 +263,23 @@ bool isOfOtherSystem(const Case& c) {
     return equalsIgnoreCase(before, after) || equalsIgnoreCase(after, knownSmtp(c, group));
   }
   return !equalsIgnoreCase(type, "SMTP") && (after.empty() || equalsIgnoreCase(after, knownSmtp(c, group)));
+}
+
+// An entry id may hold an address that no other property has; the bytes of a one-off id do, wide or narrow.
+bool isInEntryId(const Case& c) {
+  const std::string group = groupOf(c.difference.what);
+  const auto id = nlohmann::json::parse(c.was(group + "ENTRYID"), nullptr, false);
+  std::string bytes;
+  if (!c.was(group + "EMAIL_ADDRESS").empty() || !id.is_object() || !id.contains("base64")) {
+    return false;
+  }
+  const std::string encoded = id["base64"].get<std::string>();
+  const std::string address = textOf(c.difference.after);
+  if (address.empty() || failed(Coder::decodeBase64(encoded.data(), encoded.size(), bytes))) {
+    return false;
+  }
+  std::erase(bytes, '\0');  // wide characters of an address become narrow ones
+  return bytes.find(address) != std::string::npos;
 }
 
 bool isTheAddress(const Case& c) {
@@ -341,6 +364,16 @@ bool goesOutAsUtf8(const Case& c) {
   return mediaType(c.difference.before) == mediaType(c.difference.after) && startsWith(c.difference.after, "text/") &&
          toLowerAscii(c.difference.after).find("charset=utf-8") != std::string::npos;
 }
+bool hasNearCharset(const Case& c) {
+  std::string expected = toLowerAscii(c.difference.before);
+  for (const auto& [near, used] : {std::pair("iso-8859-15", "iso-8859-1"), std::pair("iso-8859-13", "iso-8859-4")}) {
+    if (const std::size_t at = expected.find(near); at != std::string::npos) {
+      expected.replace(at, std::string_view(near).size(), used);
+      return expected == toLowerAscii(c.difference.after);
+    }
+  }
+  return false;
+}
 bool isTextType(const Case& c) {
   return startsWith(c.difference.after, "text/plain") && c.was("header content-type").empty();
 }
@@ -377,6 +410,7 @@ constexpr std::string_view kSigned = "a signed or encrypted mail says so";
 constexpr std::string_view kSignedText = "a signed mail is one attachment that holds its texts and all headers";
 constexpr std::string_view kIdentity = "identities of people are made anew from name and address";
 constexpr std::string_view kOtherSystem = "an address of another system becomes its SMTP address, or a name alone";
+constexpr std::string_view kEntryId = "an address that an entry id alone holds comes out of it";
 constexpr std::string_view kNameIsAddress = "a name that is the address is not told twice";
 constexpr std::string_view kFromIsSender = "a mail without Sender takes its From";
 constexpr std::string_view kRow = "a recipient travels as name, address and kind";
@@ -386,6 +420,7 @@ constexpr std::string_view kMailFile = "a mail that is attached as a file become
 constexpr std::string_view kBecomesPart = "a mail that is one attachment holds it as a part";
 constexpr std::string_view kChosenText = "a message with RTF gives the text that its RTF holds; RTF has no engine yet";
 constexpr std::string_view kUtf8 = "a text that its charset lacks goes out as UTF-8";
+constexpr std::string_view kNearPage = "ISO-8859-15 goes out as ISO-8859-1, ISO-8859-13 as ISO-8859-4";
 constexpr std::string_view kHtmlBytes = "HTML is kept as the bytes of the mail";
 constexpr std::string_view kTree = "texts and attachments make the tree of parts";
 constexpr std::string_view kNamed = "an attachment without a name gets one";
@@ -469,6 +504,7 @@ constexpr RuleRow kRules[] = {
      "a message from a mail keeps its text in the mail's charset"},
     {Place::Message, "PR_INTERNET_CPID", Kind::Added, nullptr, "a message from a mail says its code page"},
     {Place::Message, "PR_INTERNET_CPID", Kind::Changed, needsUtf8, kUtf8},
+    {Place::Message, "PR_INTERNET_CPID", Kind::Changed, isNearPage, kNearPage},
     {Place::Message, "PR_INTERNET_CPID", Kind::Changed, hasNoText, "a mail without text is ASCII"},
     {Place::Message, "PR_HTML", Kind::Lost, hadRtf, kChosenText},
     {Place::Message, "PR_BODY_HTML", Kind::Lost, hadRtf, kChosenText},
@@ -494,6 +530,8 @@ constexpr RuleRow kRules[] = {
     {Place::Message, "PR_SENDER_EMAIL_ADDRESS", Kind::Any, isOfOtherSystem, kOtherSystem},
     {Place::Message, "PR_SENT_REPRESENTING_ADDRTYPE", Kind::Any, isOfOtherSystem, kOtherSystem},
     {Place::Message, "PR_SENT_REPRESENTING_EMAIL_ADDRESS", Kind::Any, isOfOtherSystem, kOtherSystem},
+    {Place::Message, "PR_SENDER_EMAIL_ADDRESS", Kind::Added, isInEntryId, kEntryId},
+    {Place::Message, "PR_SENT_REPRESENTING_EMAIL_ADDRESS", Kind::Added, isInEntryId, kEntryId},
     {Place::Message, "PR_SENDER_NAME", Kind::Lost, isTheAddress, kNameIsAddress},
     {Place::Message, "PR_SENT_REPRESENTING_NAME", Kind::Lost, isTheAddress, kNameIsAddress},
     // Recipients.
@@ -538,6 +576,7 @@ constexpr RuleRow kRules[] = {
     {Place::Mail, "header Content-Type", Kind::Added, becomesAttachment, kBecomesPart},
     {Place::Mail, "header Content-Type", Kind::Made, isBuiltAnew, kTree},
     {Place::Mail, "header Content-Type", Kind::Changed, goesOutAsUtf8, kUtf8},
+    {Place::Mail, "header Content-Type", Kind::Changed, hasNearCharset, kNearPage},
     {Place::Mail, "header Content-Language", Kind::Lost, movesDown, kTree},
     {Place::Mail, "attachment name", Kind::Added, nullptr, kNamed},
     {Place::Mail, "attachment type", Kind::Added, nullptr, kMimeTag},

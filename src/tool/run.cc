@@ -1,7 +1,10 @@
 #include "tool/run.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <exception>
 #include <map>
@@ -32,25 +35,75 @@ Outcome attempt(const Input& input, const std::function<Outcome(const Input&)>& 
   }
 }
 
+// A line on the terminal that tells how far a run is: "[#####.....] 120/240  60/s  2 s left". Nothing on a run of one input,
+// and nothing where standard error is no terminal.
+class Progress {
+ public:
+  explicit Progress(std::size_t total)
+      : total_(total), shown_(total > 1 && isatty(STDERR_FILENO) != 0), start_(Clock::now()), last_(start_) {}
+  ~Progress() { clear(); }
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  // Called with the number of inputs that are done.
+  void show(std::size_t done) {
+    const Clock::time_point now = Clock::now();
+    if (!shown_ || now - last_ < kEvery) {
+      return;
+    }
+    last_ = now;
+    const double seconds = std::chrono::duration<double>(now - start_).count();
+    const double rate = static_cast<double>(done) / seconds;
+    const double left = static_cast<double>(total_ - done) / std::max(rate, 1e-3);
+    const std::string bar(done * kWidth / total_, '#');
+    std::fprintf(stderr, "\r[%s%s] %zu/%zu  %.0f/s  %.0f s left\033[K", bar.c_str(),
+                 std::string(kWidth - bar.size(), '.').c_str(), done, total_, rate, left);
+    visible_ = true;
+  }
+  // Makes way for other lines.
+  void clear() {
+    if (visible_) {
+      std::fputs("\r\033[K", stderr);
+      visible_ = false;
+    }
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  static constexpr std::chrono::milliseconds kEvery{100};
+  static constexpr std::size_t kWidth = 30;
+
+  std::size_t total_;
+  bool shown_;
+  bool visible_ = false;
+  Clock::time_point start_;
+  Clock::time_point last_;
+};
+
 // Holds outcomes back until those ahead of them are out.
 class Printer {
  public:
-  explicit Printer(const std::vector<Input>& inputs) : inputs_(inputs) {}
+  explicit Printer(const std::vector<Input>& inputs) : inputs_(inputs), progress_(inputs.size()) {}
 
   void add(std::size_t index, Outcome outcome) {
     const std::scoped_lock lock(mutex_);
     waiting_.emplace(index, std::move(outcome));
+    ++done_;
     while (!waiting_.empty() && waiting_.begin()->first == next_) {
       print(waiting_.begin()->second);
       waiting_.erase(waiting_.begin());
       ++next_;
     }
+    progress_.show(done_);
   }
 
   bool failed() const { return failed_; }
 
  private:
   void print(const Outcome& outcome) {
+    if (!outcome.output.empty() || !outcome.warnings.empty() || !outcome.error.empty()) {
+      progress_.clear();
+    }
     std::fwrite(outcome.output.data(), 1, outcome.output.size(), stdout);
     if (!outcome.warnings.empty() || !outcome.error.empty()) {
       std::fflush(stdout);
@@ -72,6 +125,8 @@ class Printer {
   std::mutex mutex_;
   std::map<std::size_t, Outcome> waiting_;
   std::size_t next_ = 0;
+  std::size_t done_ = 0;
+  Progress progress_;
   bool failed_ = false;
 };
 
