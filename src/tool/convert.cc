@@ -90,8 +90,11 @@ Outcome toMime(const Input& input, const ConvertOptions& options) {
 
 Outcome toMapi(const Input& input, const ConvertOptions& options) {
   const auto context = std::make_shared<host::HostContext>();
-  const std::filesystem::path target = targetOf(input, options, ".msg");
-  refuseExisting(target, options.force);
+  const bool toOutput = options.output == "-";
+  // A message file is not written from its start to its end, so that standard output gets it from a file without a name.
+  const std::filesystem::path target =
+      toOutput ? std::filesystem::temp_directory_path() / "message.msg" : targetOf(input, options, ".msg");
+  refuseExisting(target, options.force || toOutput);
   host::MailFile mail{input.open(), {}, {}};
   if (!input.standardInput) {
     if (const auto beside = besideOf(input.path, kAnnotationsSuffix); std::filesystem::exists(beside)) {
@@ -101,12 +104,16 @@ Outcome toMapi(const Input& input, const ConvertOptions& options) {
       mail.flags = host::flagsFromJson(contentOf(beside), context);
     }
   }
-  const ComPtr<host::MemoryMessage> message =
-      host::readMail(mail, context, input.modified(), options.trustXMapi, nullptr);
+  const ComPtr<host::MemoryMessage> message = host::readMail(mail, context, input.modified(), options.trustXMapi, nullptr);
   AtomicFile written(target);
   host::writeMsg(message.get(), written.path());
-  written.commit(options.force);
-  return {};
+  Outcome outcome;
+  if (toOutput) {
+    outcome.output = contentOf(written.path());
+  } else {
+    written.commit(options.force);
+  }
+  return outcome;
 }
 
 }  // namespace nalvo::tool

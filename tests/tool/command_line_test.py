@@ -3,13 +3,17 @@
 import json
 import os
 import pathlib
+import resource
+import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 TOOL = sys.argv.pop(1)
 EXAMPLES = pathlib.Path(__file__).parents[2] / "examples"
+MESSAGES = pathlib.Path(__file__).parents[1] / "data" / "msg"
 
 
 def run(*arguments, stdin=b""):
@@ -90,6 +94,115 @@ class CommandLine(unittest.TestCase):
         self.assertIn(b"PR_SUBJECT  x", done.stdout)
         self.assertEqual(done.stderr.decode().splitlines(),
                          [f"nalvo: {self.path}/missing.eml: 0x80070003 ERROR_PATH_NOT_FOUND"])
+
+    def test_mime_in_three_forms(self):
+        note = MESSAGES / "unicode_note.msg"
+        for form, xmapi, beside in (("lossless", True, False), ("wire", False, False), ("store", False, True)):
+            folder = self.path / form
+            folder.mkdir()
+            done = run("to-mime", "--form", form, "-o", folder, note)
+            self.assertEqual((done.returncode, done.stderr), (0, b""), form)
+            mail = (folder / "unicode_note.eml").read_bytes()
+            header = mail.split(b"\r\n\r\n")[0]  # parts keep theirs beside a store's annotations
+            self.assertEqual(b"\nX-MAPI:" in header, xmapi, form)
+            self.assertIn(b"\nSubject:", b"\n" + mail)
+            self.assertEqual((folder / "unicode_note.annotations.json").exists(), beside, form)
+            self.assertEqual((folder / "unicode_note.flags.json").exists(), beside, form)
+        entries = json.loads((self.path / "store" / "unicode_note.annotations.json").read_text())
+        self.assertEqual({tuple(sorted(e)) for e in entries}, {("name", "value")})
+
+    def test_wire_form_keeps_x_mapi_out_of_embedded_messages(self):
+        lossless = run("to-mime", "-o", "-", MESSAGES / "embedded_and_ole.msg").stdout
+        wire = run("to-mime", "--form", "wire", "-o", "-", MESSAGES / "embedded_and_ole.msg").stdout
+        self.assertGreater(lossless.count(b"\nX-MAPI:"), 1)
+        self.assertIn(b"message/rfc822", wire)
+        self.assertNotIn(b"\nX-MAPI:", b"\n" + wire)
+
+    def test_there_and_back_through_files(self):
+        mail = (b"From: A <a@example.com>\r\nTo: b@example.com\r\nSubject: =?utf-8?Q?Gr=C3=BC=C3=9Fe?=\r\n"
+                b"Message-ID: <1@example.com>\r\nX-Odd: kept\r\n\r\ntext\r\n")
+        (self.path / "m.eml").write_bytes(mail)
+        self.assertEqual(run("to-mapi", self.path / "m.eml").returncode, 0)
+        self.assertEqual(run("to-mime", "-o", self.path / "back.eml", self.path / "m.msg").returncode, 0)
+        back = (self.path / "back.eml").read_bytes()
+        for line in mail.split(b"\r\n\r\n")[0].split(b"\r\n") + [b"text"]:
+            self.assertIn(line, back.split(b"\r\n"))
+        self.assertEqual(run("to-mapi", "-o", "-", self.path / "m.eml").stdout[:4], b"\xd0\xcf\x11\xe0")
+
+    def test_sidecars_win_over_x_mapi_and_x_mapi_can_be_refused(self):
+        def names_of(*more):
+            done = run("to-mapi", "--force", "-o", self.path / "back.msg", *more, self.path / "n.eml")
+            self.assertEqual(done.returncode, 0, done.stderr)
+            properties = json.loads(run("show", "--json", self.path / "back.msg").stdout)["properties"]
+            return {p.get("named", p["tag"]) for p in properties}
+        self.assertEqual(run("to-mime", "-o", self.path / "n.eml", MESSAGES / "many_types.msg").returncode, 0)
+        trusted, refused = names_of(), names_of("--no-x-mapi")
+        self.assertTrue(trusted - refused)
+        run("to-mime", "--form", "store", "--force", "-o", self.path / "n.eml", MESSAGES / "many_types.msg")
+        self.assertNotIn(b"X-MAPI", (self.path / "n.eml").read_bytes().split(b"\r\n\r\n")[0])
+        self.assertEqual(trusted - names_of(), set())
+        (self.path / "n.annotations.json").write_text("[{")
+        done = run("to-mapi", "--force", "-o", self.path / "back.msg", self.path / "n.eml")
+        self.assertEqual((done.returncode, done.stderr.count(b"\n")), (1, 1))
+
+    def test_an_existing_output_is_left_alone(self):
+        there = self.given("note.eml", "mine")
+        done = run("to-mime", "-o", there, MESSAGES / "unicode_note.msg")
+        self.assertEqual((done.returncode, done.stderr.count(b"\n")), (1, 1))
+        self.assertEqual(there.read_text(), "mine")
+        self.assertEqual(run("to-mime", "--force", "-o", there, MESSAGES / "unicode_note.msg").returncode, 0)
+        self.assertIn(b"Subject", there.read_bytes())
+        self.assertEqual([f.name for f in self.path.iterdir()], ["note.eml"])
+
+    def test_a_damaged_message_is_one_clear_line(self):
+        bad = self.given("bad.msg", "no compound file")
+        done = run("to-mime", "-o", self.path, bad)
+        self.assertEqual((done.returncode, done.stdout), (1, b""))
+        self.assertRegex(done.stderr.decode(), r"\Analvo: .*bad\.msg: [^\n]+\n\Z")
+        self.assertEqual([f.name for f in self.path.iterdir()], ["bad.msg"])
+
+    def test_a_full_disk_leaves_nothing(self):
+        big = self.given("big.eml", "Subject: x\n\n" + "x" * 70 + "\n" + "y" * 300000 + "\n")
+
+        def small_disk():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (65536, 65536))
+        target = self.path / "out.msg"
+        done = subprocess.run([TOOL, "to-mapi", "-o", str(target), str(big)], capture_output=True, check=False,
+                              preexec_fn=small_disk)
+        self.assertEqual((done.returncode, done.stderr.count(b"\n")), (1, 1), done.stderr)
+        self.assertEqual([f.name for f in self.path.iterdir()], ["big.eml"])
+
+    def test_a_folder_that_can_not_be_written(self):
+        done = run("to-mime", "-o", "/proc/x.eml", MESSAGES / "unicode_note.msg")
+        self.assertEqual((done.returncode, done.stderr.count(b"\n")), (1, 1), done.stderr)
+
+    def test_a_killed_batch_leaves_no_half_file(self):
+        source = self.path / "in"
+        for i in range(2000):
+            self.given(f"in/{i:04}.eml", f"Subject: {i}\n\n" + "line\n" * 2000)
+        target = self.path / "out"
+        batch = subprocess.Popen([TOOL, "to-mapi", "-j", "2", "-o", str(target), str(source)], stderr=subprocess.DEVNULL)
+        deadline = time.monotonic() + 60
+        while time.monotonic() < deadline and (not target.exists() or len(list(target.iterdir())) < 20):
+            time.sleep(0.005)
+        batch.kill()
+        batch.wait()
+        left = sorted(target.iterdir())
+        self.assertGreaterEqual(len(left), 20)
+        self.assertLess(len(left), 2000, "the batch ended before it was killed")
+        self.assertEqual({f.suffix for f in left}, {".msg"})
+        shown = run("show", "--json", *left)
+        self.assertEqual((shown.returncode, shown.stderr), (0, b""))
+        self.assertEqual(shown.stdout.count(b"\n"), len(left))
+
+    def test_a_folder_of_both_kinds(self):
+        self.given("both/a.eml", "Subject: a\n\nx\n")
+        (self.path / "both" / "b.msg").write_bytes((MESSAGES / "unicode_note.msg").read_bytes())
+        for verb, made in (("to-mime", "b.eml"), ("to-mapi", "a.msg")):
+            self.assertEqual(run(verb, "-o", f"{self.path}/{verb}/", "-j", "2", self.path / "both").returncode, 0)
+            self.assertEqual([f.name for f in (self.path / verb).iterdir()], [made])
+        self.assertEqual(len(run("check", "--json", self.path / "both").stdout.splitlines()), 2)
 
     def test_wrong_usage(self):
         for arguments in ((), ("show",), ("frobnicate", "x"), ("check", "-j", "0", "x"), ("show", "--what", "x")):
