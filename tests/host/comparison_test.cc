@@ -1,0 +1,140 @@
+#include "host/comparison.h"
+
+#include <gtest/gtest.h>
+
+#include "host/host_context.h"
+#include "streams/stream_utils.h"
+
+namespace nalvo::test {
+namespace {
+
+TEST(Rules, AreAsNarrowAsTheirConditions) {
+  using host::Place;
+  struct Case {
+    const char* why;
+    Place place;
+    const char* what;
+    const char* before;
+    const char* after;
+    host::Facts old;
+    host::Facts now;
+    bool explained;
+  };
+  const Case kCases[] = {
+      {"an access right", Place::Message, "PR_ACCESS", "2", "", {}, {}, true},
+      {"an access right is not changed", Place::Message, "PR_ACCESS", "2", "3", {}, {}, false},
+      {"the same second",
+       Place::Message,
+       "PR_CLIENT_SUBMIT_TIME",
+       "\"2020-01-02T03:04:05.1234567Z\"",
+       "\"2020-01-02T03:04:05.0000000Z\"",
+       {},
+       {},
+       true},
+      {"another second",
+       Place::Message,
+       "PR_CLIENT_SUBMIT_TIME",
+       "\"2020-01-02T03:04:05.1234567Z\"",
+       "\"2020-01-02T03:04:06.0000000Z\"",
+       {},
+       {},
+       false},
+      {"server flags", Place::Message, "PR_MESSAGE_FLAGS", "24", "1", {}, {}, true},
+      {"a flag of the message", Place::Message, "PR_MESSAGE_FLAGS", "2", "1", {}, {}, false},
+      {"a receipt that was asked for", Place::Message, "PR_READ_RECEIPT_REQUESTED", "true", "", {}, {}, false},
+      {"a subject", Place::Message, "PR_SUBJECT", "\"a\"", "\"b\"", {}, {}, false},
+      {"a stored header that went",
+       Place::Message,
+       "PR_TRANSPORT_MESSAGE_HEADERS",
+       "\"X-A: 1\\r\\nX-B: 2\\r\\n\"",
+       "\"X-A: 1\\r\\n\"",
+       {},
+       {},
+       false},
+      {"a stored header that was folded",
+       Place::Message,
+       "PR_TRANSPORT_MESSAGE_HEADERS",
+       "\"X-A: 1\\r\\n 2\\r\\n\"",
+       "\"X-A: 1 2\\r\\nSubject: s\\r\\n\"",
+       {},
+       {},
+       true},
+      {"the SMTP address of an EX one",
+       Place::Recipient,
+       "PR_EMAIL_ADDRESS",
+       "\"/o=x\"",
+       "\"a@b.c\"",
+       {{"PR_ADDRTYPE", "\"EX\""}, {"PR_EMAIL_ADDRESS", "\"/o=x\""}, {"PR_SMTP_ADDRESS", "\"a@b.c\""}},
+       {{"PR_EMAIL_ADDRESS", "\"a@b.c\""}},
+       true},
+      {"another SMTP address",
+       Place::Recipient,
+       "PR_EMAIL_ADDRESS",
+       "\"a@b.c\"",
+       "\"x@b.c\"",
+       {{"PR_ADDRTYPE", "\"SMTP\""}, {"PR_EMAIL_ADDRESS", "\"a@b.c\""}},
+       {{"PR_EMAIL_ADDRESS", "\"x@b.c\""}},
+       false},
+      {"a recipient's phone", Place::Recipient, "PR_BUSINESS_TELEPHONE_NUMBER", "\"1\"", "", {}, {}, true},
+      {"a whole recipient", Place::Recipient, "recipient", "\"a\"", "", {}, {}, false},
+      {"a recipient's name", Place::Recipient, "PR_DISPLAY_NAME", "\"a\"", "", {}, {}, false},
+      {"data of an attachment", Place::Attachment, "PR_ATTACH_DATA_BIN", "{}", "", {{"PR_ATTACH_METHOD", "1"}}, {}, false},
+      {"a container",
+       Place::Mail,
+       "header Content-Type",
+       "multipart/mixed; boundary=a",
+       "text/plain",
+       {{"header content-type", "multipart/mixed; boundary=a"}},
+       {{"header content-type", "text/plain"}},
+       true},
+      {"a signature",
+       Place::Mail,
+       "header Content-Type",
+       "multipart/signed; boundary=a",
+       "text/plain",
+       {{"header content-type", "multipart/signed; boundary=a"}},
+       {{"header content-type", "text/plain"}},
+       false},
+  };
+  for (const Case& c : kCases) {
+    SCOPED_TRACE(c.why);
+    EXPECT_EQ(!host::ruleOf(c.place, {"message", c.what, c.before, c.after, {}}, c.old, c.now).empty(), c.explained);
+  }
+}
+
+ComPtr<IStream> mailOf(std::string text) {
+  for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += 2) {
+    text.insert(at, 1, '\r');
+  }
+  ComPtr<IStream> stream = streamUtils::createStream();
+  ULONG written = 0;
+  EXPECT_EQ(stream->Write(text.data(), static_cast<ULONG>(text.size()), &written), S_OK);
+  streamUtils::rewind(stream.get());
+  return stream;
+}
+
+std::string nested(const std::string& boundary, const std::string& inner) {
+  const std::string part = "\n--" + boundary + "\n";
+  return "Content-Type: multipart/mixed; boundary=" + boundary + "\n" + part + "\ntext" + part +
+         "Content-Type: message/rfc822\n\n" + inner + "\n--" + boundary + "--\n";
+}
+
+TEST(MailComparison, LooksIntoAttachedMails) {
+  const host::Comparison result = host::compareMails(mailOf(nested("a", nested("b", "Subject: deep\n\nx\n"))).get(),
+                                                     mailOf(nested("a", nested("b", "Subject: other\n\nx\n"))).get());
+  ASSERT_EQ(result.changed.size(), 1U);
+  EXPECT_EQ(result.changed[0].where, "attachment 0/message/attachment 0/message");
+  EXPECT_EQ(result.changed[0].what, "header Subject");
+  EXPECT_TRUE(result.lost.empty() && result.added.empty());
+}
+
+TEST(MailComparison, FindsBodiesThatAreNeitherTextNorAttachment) {
+  const std::string head = "Content-Type: multipart/alternative; boundary=b\n\n--b\n\ntext\n";
+  const host::Comparison result = host::compareMails(
+      mailOf(head + "--b\nContent-Type: text/calendar\n\nBEGIN:VCALENDAR\n--b--\n").get(), mailOf(head + "--b--\n").get());
+  ASSERT_EQ(result.lost.size(), 1U);
+  EXPECT_EQ(result.lost[0].what, "body text/calendar");
+}
+
+}  // namespace
+}  // namespace nalvo::test
