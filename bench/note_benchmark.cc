@@ -58,7 +58,8 @@ void bothWays(const std::string& name, const std::string& text) {
   const auto bytes = static_cast<double>(text.size());
   row((name + ", MIME to MAPI").c_str(), timeOf([&] { host::readMail(mail.get(), context, kFallback, nullptr); }), bytes);
   const ComPtr<host::MemoryMessage> message = host::readMail(mail.get(), context, kFallback, nullptr);
-  row((name + ", MAPI to MIME").c_str(), timeOf([&] { host::writeMail(message.get(), host::MailForm::Lossless, nullptr); }), bytes);
+  row((name + ", MAPI to MIME").c_str(), timeOf([&] { host::writeMail(message.get(), host::MailForm::Lossless, nullptr); }),
+      bytes);
 }
 
 std::string note(int headers, int recipients, std::size_t bodyBytes) {

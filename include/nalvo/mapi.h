@@ -61,34 +61,34 @@ struct SBinaryArray {
 };
 
 union PropertyValue {
-  std::int16_t i;         // PT_SHORT
-  std::int32_t l;         // PT_LONG
-  ULONG ul;               // PT_LONG, unsigned
-  float flt;              // PT_FLOAT
-  double dbl;             // PT_DOUBLE
-  std::uint16_t b;        // PT_BOOLEAN
-  std::int64_t cur;       // PT_CURRENCY, in ten-thousandths
-  double at;              // PT_APPTIME, days since 1899-12-30
-  FILETIME ft;            // PT_SYSTIME, UTC
-  char* lpszA;            // PT_STRING8
-  SBinary bin;            // PT_BINARY
-  char16_t* lpszW;        // PT_UNICODE, UTF-16
-  GUID* lpguid;           // PT_CLSID
-  std::int64_t li;        // PT_I8
-  SShortArray MVi;        // PT_MV_SHORT
-  SLongArray MVl;         // PT_MV_LONG
-  SRealArray MVflt;       // PT_MV_FLOAT
-  SDoubleArray MVdbl;     // PT_MV_DOUBLE
+  std::int16_t i;            // PT_SHORT
+  std::int32_t l;            // PT_LONG
+  ULONG ul;                  // PT_LONG, unsigned
+  float flt;                 // PT_FLOAT
+  double dbl;                // PT_DOUBLE
+  std::uint16_t b;           // PT_BOOLEAN
+  std::int64_t cur;          // PT_CURRENCY, in ten-thousandths
+  double at;                 // PT_APPTIME, days since 1899-12-30
+  FILETIME ft;               // PT_SYSTIME, UTC
+  char* lpszA;               // PT_STRING8
+  SBinary bin;               // PT_BINARY
+  char16_t* lpszW;           // PT_UNICODE, UTF-16
+  GUID* lpguid;              // PT_CLSID
+  std::int64_t li;           // PT_I8
+  SShortArray MVi;           // PT_MV_SHORT
+  SLongArray MVl;            // PT_MV_LONG
+  SRealArray MVflt;          // PT_MV_FLOAT
+  SDoubleArray MVdbl;        // PT_MV_DOUBLE
   SLargeIntegerArray MVcur;  // PT_MV_CURRENCY
-  SDoubleArray MVat;      // PT_MV_APPTIME
-  SDateTimeArray MVft;    // PT_MV_SYSTIME
-  SBinaryArray MVbin;     // PT_MV_BINARY
-  SLPSTRArray MVszA;      // PT_MV_STRING8
-  SWStringArray MVszW;    // PT_MV_UNICODE
-  SGuidArray MVguid;      // PT_MV_CLSID
+  SDoubleArray MVat;         // PT_MV_APPTIME
+  SDateTimeArray MVft;       // PT_MV_SYSTIME
+  SBinaryArray MVbin;        // PT_MV_BINARY
+  SLPSTRArray MVszA;         // PT_MV_STRING8
+  SWStringArray MVszW;       // PT_MV_UNICODE
+  SGuidArray MVguid;         // PT_MV_CLSID
   SLargeIntegerArray MVli;   // PT_MV_I8
-  HRESULT err;            // PT_ERROR
-  std::int32_t x;         // PT_NULL, PT_OBJECT
+  HRESULT err;               // PT_ERROR
+  std::int32_t x;            // PT_NULL, PT_OBJECT
 };
 
 struct SPropValue {

@@ -31,8 +31,8 @@ constexpr BYTE kMimeTag[] = {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x14, 0x03, 0x0A, 0x0
 constexpr ULONG kNames[] = {PR_ATTACH_LONG_FILENAME, PR_ATTACH_FILENAME, PR_DISPLAY_NAME};
 
 // Told by the body, or worked out anew on the way back.
-constexpr ULONG kDropped[] = {PR_DISPLAY_NAME,    PR_ATTACH_DATA_BIN,      PR_ATTACH_ENCODING, PR_ATTACH_EXTENSION,
-                              PR_ATTACH_FILENAME, PR_ATTACH_METHOD,        PR_ATTACH_LONG_FILENAME, PR_ATTACH_TAG,
+constexpr ULONG kDropped[] = {PR_DISPLAY_NAME,         PR_ATTACH_DATA_BIN, PR_ATTACH_ENCODING,      PR_ATTACH_EXTENSION,
+                              PR_ATTACH_FILENAME,      PR_ATTACH_METHOD,   PR_ATTACH_LONG_FILENAME, PR_ATTACH_TAG,
                               PR_ATTACH_LONG_PATHNAME, PR_ATTACH_MIME_TAG};
 
 // Codes with which the content of an embedded message says that it is none.
@@ -63,6 +63,24 @@ std::u16string withoutBrackets(std::u16string_view contentId) {
     text.remove_suffix(1);
   }
   return std::u16string(text);
+}
+
+// Without the size that the MIME layer puts behind the name of a body, and only that: a name may end in brackets of its own.
+std::u16string withoutSize(std::u16string name) {
+  constexpr std::u16string_view kUnit = u" KB)";
+  if (!name.ends_with(kUnit)) {
+    return name;
+  }
+  const std::size_t end = name.size() - kUnit.size();
+  const std::size_t open = name.rfind(u" (", end);
+  const bool isSize =
+      open != std::u16string::npos && open + 2 < end &&
+      std::all_of(name.begin() + static_cast<std::ptrdiff_t>(open + 2), name.begin() + static_cast<std::ptrdiff_t>(end),
+                  [](char16_t c) { return c >= u'0' && c <= u'9'; });
+  if (isSize) {
+    name.resize(open);
+  }
+  return name;
 }
 
 std::u16string extensionOf(std::u16string_view name) {
@@ -416,7 +434,7 @@ void AttachmentConvert::setMethod(AttachMethod how) {
   getHeaderIfExists(PR_ATTACH_MIME_TAG, mime::HeaderId::ContentType);
   if (how == AttachMethod::EmbeddedMessage) {
     if (!getHeaderIfExists(PR_DISPLAY_NAME, mime::HeaderId::Name)) {
-      setUnicode(PR_DISPLAY_NAME, displayNameOf(body().get()));
+      setUnicode(PR_DISPLAY_NAME, withoutSize(displayNameOf(body().get())));
     }
     return;
   }

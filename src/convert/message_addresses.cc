@@ -396,8 +396,8 @@ void MessageConvert::createRecipient(std::u16string_view name, std::string_view 
   std::string terminatedEmail(email);
   if (email.empty()) {
     ScopedAddressList parsed;
-    if (succeeded(mime::MimeOleParseRfc822AddressW(mime::IAT_CC, terminatedName.c_str(), parsed.put())) &&
-        !parsed.empty() && !saysNothing(*parsed.begin())) {
+    if (succeeded(mime::MimeOleParseRfc822AddressW(mime::IAT_CC, terminatedName.c_str(), parsed.put())) && !parsed.empty() &&
+        !saysNothing(*parsed.begin())) {
       createRecipient(*parsed.begin(), type, result);
       return;
     }

@@ -89,7 +89,8 @@ void MessageConvert::addAttachment(IConvertAttachment* attachment, IConvertMessa
     throwHResult(E_INVALIDARG, kSource.at("toMime::MessageConvert::addAttachment"));
   }
   ConvertorDataAttachment state;
-  state.setMapiToMime(data().getMimeMessage(), data().getAllocator(), flags() | ToMimeFlags::ToAttachment, attachment, message);
+  state.setMapiToMime(data().getMimeMessage(), data().getAllocator(), flags() | ToMimeFlags::ToAttachment, attachment,
+                      message);
   AttachmentConvert(&state).convert();
   state.reset();
 }
@@ -152,7 +153,8 @@ void MessageConvert::loadAttachment(mime::HBODY body) {
   ComPtr<IConvertAttachment> attachment;
   checkHResult(data().getMapiMessage()->createAttachment(attachment.put()), kSource.at(kWhere));
   ConvertorDataAttachment state;
-  state.setMimeToMapi(data().getMimeMessage(), data().getAllocator(), flags() | ToMapiFlags::FromAttachment, attachment.get());
+  state.setMimeToMapi(data().getMimeMessage(), data().getAllocator(), flags() | ToMapiFlags::FromAttachment,
+                      attachment.get());
   state.setAttachmentBody(body);
   AttachmentConvert(&state).convertMimeToMapi();
   state.reset();

@@ -10,7 +10,6 @@
 
 namespace nalvo {
 
-
 // The classes of messages whose whole text travels in their one attachment.
 inline constexpr std::u16string_view kSignedClass = u"IPM.Note.SMIME.MultipartSigned";
 inline constexpr std::u16string_view kEncryptedClass = u"IPM.Note.SMIME";

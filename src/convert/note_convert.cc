@@ -74,7 +74,7 @@ constexpr ULONG kDropped[] = {
 // Cleared with the flag for follow-up.
 constexpr ULONG kFollowupTags[] = {PR_FLAG_STATUS,     PR_FOLLOWUP_ICON, PR_TODO_ITEM_FLAGS,
                                    PR_REPLY_REQUESTED, PR_REPLY_TIME,    PR_RESPONSE_REQUESTED};
-constexpr const NamedProperty* kFollowupNamed[] = {&named::kReminderSet,  &named::kReminderTime, &named::kReminderSignalTime,
+constexpr const NamedProperty* kFollowupNamed[] = {&named::kReminderSet, &named::kReminderTime, &named::kReminderSignalTime,
                                                    &named::kFlagRequest, &named::kTaskStatus,   &named::kTaskComplete};
 
 template <typename Range, typename Value>
@@ -98,11 +98,28 @@ PartTags NoteConvert::getPartTags(IConvertMessage* message) const {
   const ULONG charsetBody = MapiName(named::kInternetCharsetBody).getPropertyTag(message);
   return PartTags::extend(
       MessageConvert::getPartTags(message), {PR_ICON_INDEX, PR_FLAG_STATUS}, {PR_FLAG_STATUS},
-      {PR_BODY, PR_HTML, PR_BODY_HTML, PR_RTF_COMPRESSED, PR_MSG_EDITOR_FORMAT, PR_INTERNET_CPID,
-       PR_SENT_REPRESENTING_EMAIL_ADDRESS, PR_SENT_REPRESENTING_NAME, PR_SENT_REPRESENTING_ENTRYID, PR_SENDER_EMAIL_ADDRESS,
-       PR_SENDER_NAME, PR_SENDER_ENTRYID, PR_REPLY_RECIPIENT_ENTRIES, PR_REPLY_RECIPIENT_NAMES,
-       PR_ORIGINATOR_DELIVERY_REPORT_REQUESTED, PR_READ_RECEIPT_REQUESTED, PR_SUBJECT, PR_CLIENT_SUBMIT_TIME, PR_IMPORTANCE,
-       PR_PRIORITY, envelopeTo, PR_INTERNET_MESSAGE_ID},
+      {PR_BODY,
+       PR_HTML,
+       PR_BODY_HTML,
+       PR_RTF_COMPRESSED,
+       PR_MSG_EDITOR_FORMAT,
+       PR_INTERNET_CPID,
+       PR_SENT_REPRESENTING_EMAIL_ADDRESS,
+       PR_SENT_REPRESENTING_NAME,
+       PR_SENT_REPRESENTING_ENTRYID,
+       PR_SENDER_EMAIL_ADDRESS,
+       PR_SENDER_NAME,
+       PR_SENDER_ENTRYID,
+       PR_REPLY_RECIPIENT_ENTRIES,
+       PR_REPLY_RECIPIENT_NAMES,
+       PR_ORIGINATOR_DELIVERY_REPORT_REQUESTED,
+       PR_READ_RECEIPT_REQUESTED,
+       PR_SUBJECT,
+       PR_CLIENT_SUBMIT_TIME,
+       PR_IMPORTANCE,
+       PR_PRIORITY,
+       envelopeTo,
+       PR_INTERNET_MESSAGE_ID},
       {charsetBody, PR_RTF_IN_SYNC, PR_RTF_SYNC_BODY_CRC, PR_RTF_SYNC_BODY_TAG, PR_RTF_SYNC_BODY_COUNT,
        PR_RTF_SYNC_PREFIX_COUNT, PR_RTF_SYNC_TRAILING_COUNT, PR_MSG_STATUS, PR_REPORT_TAG, PR_SUBMIT_FLAGS});
 }
@@ -123,8 +140,8 @@ void NoteConvert::onProp(ULONG tag) {
     setHeader(tag, "X-Envelope-To");
     return;
   }
-  const auto* header =
-      std::find_if(std::begin(kPropertyHeaders), std::end(kPropertyHeaders), [tag](const HeaderRow& row) { return row.tag == tag; });
+  const auto* header = std::find_if(std::begin(kPropertyHeaders), std::end(kPropertyHeaders),
+                                    [tag](const HeaderRow& row) { return row.tag == tag; });
   if (header != std::end(kPropertyHeaders)) {
     setHeader(tag, header->header);
     return;

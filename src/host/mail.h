@@ -34,8 +34,8 @@ ComPtr<MemoryMessage> readMail(IStream* mail, const HostContextPtr& context, FIL
 // Throws likewise.
 MailFile writeMail(MemoryMessage* message, MailForm form, ILog* log);
 
-// The files beside a mail: [{"name", "value"}], and the flags as an object. Reading throws nlohmann::json::exception for what
-// is no such text.
+// The files beside a mail: [{"name", "value"}], and the flags as an object. Reading throws nlohmann::json::exception for
+// what is no such text.
 std::string annotationsToJson(const MemoryAnnotations::Entries& entries);
 MemoryAnnotations::Entries annotationsFromJson(const std::string& text);
 std::string flagsToJson(const MemoryFlags& flags);

@@ -16,11 +16,9 @@ struct FlagRow {
 };
 
 constexpr FlagRow kFlags[] = {
-    {"read", MimeFlag::Read},         {"draft", MimeFlag::Draft},
-    {"forwarded", MimeFlag::Forwarded}, {"answered", MimeFlag::Answered},
-    {"flagged", MimeFlag::Flagged},   {"deleted", MimeFlag::Deleted},
-    {"junk", MimeFlag::Junk},         {"notJunk", MimeFlag::NotJunk},
-    {"receiptDealtWith", MimeFlag::ReceiptDealtWith},
+    {"read", MimeFlag::Read},         {"draft", MimeFlag::Draft},     {"forwarded", MimeFlag::Forwarded},
+    {"answered", MimeFlag::Answered}, {"flagged", MimeFlag::Flagged}, {"deleted", MimeFlag::Deleted},
+    {"junk", MimeFlag::Junk},         {"notJunk", MimeFlag::NotJunk}, {"receiptDealtWith", MimeFlag::ReceiptDealtWith},
 };
 
 // The order of SYSTEMTIME without the day of the week, which follows from the rest.

@@ -52,7 +52,7 @@ enum class HeaderId : std::uint16_t {
 // "att:filename", the two file name parameters in one. Borrowed, never null.
 class HeaderName {
  public:
-  constexpr HeaderName(HeaderId id) : id_(id) {}            // NOLINT(google-explicit-constructor)
+  constexpr HeaderName(HeaderId id) : id_(id) {}           // NOLINT(google-explicit-constructor)
   constexpr HeaderName(const char* text) : text_(text) {}  // NOLINT(google-explicit-constructor)
 
   // Null for a name that is a number.
@@ -81,7 +81,7 @@ enum Encoding : std::uint32_t {
 inline constexpr DWORD CSET_APPLY_ALL = 1;
 inline constexpr DWORD URL_ATTACH_GENERATE_CID = 2;
 
-inline constexpr DWORD OID_HEADER_FOLD_COLUMN = 0x00020013;  // VT_UI4, 76
+inline constexpr DWORD OID_HEADER_FOLD_COLUMN = 0x00020013;    // VT_UI4, 76
 inline constexpr DWORD OID_CLEANUP_TREE_ON_SAVE = 0x000E000B;  // kept; false keeps multiparts with one child
 inline constexpr DWORD OID_KEPT_41 = 0x0041000B;
 inline constexpr DWORD OID_KEPT_38 = 0x0038000B;

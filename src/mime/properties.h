@@ -6,8 +6,9 @@
 
 namespace nalvo::mime {
 
-// Fills `value` in the form that its `vt` names. MIME_E_NOT_FOUND for no such row or parameter, MIME_E_BAD_DATE for a row that
-// holds no date, E_INVALIDARG for a form that no header has: a missing header is the normal case and costs no exception.
+// Fills `value` in the form that its `vt` names. MIME_E_NOT_FOUND for no such row or parameter, MIME_E_BAD_DATE for a row
+// that holds no date, E_INVALIDARG for a form that no header has: a missing header is the normal case and costs no
+// exception.
 HRESULT getProperty(const Body& body, const ParsedName& name, PROPVARIANT& value);
 
 // The first row of the name gets the value, further rows of it go; without a row one is appended. False, and nothing is

@@ -10,7 +10,8 @@
 namespace nalvo {
 
 // The entries of a flat list: a 32-bit count, the 32-bit size of the rest, and for each entry its 32-bit size, its bytes and
-// zero bytes up to a multiple of four. A record that is no such list gives nothing; an entry that would go beyond it ends it.
+// zero bytes up to a multiple of four. A record that is no such list gives nothing; an entry that would go beyond it ends
+// it.
 std::vector<std::string> parseFlatEntryList(std::string_view bytes);
 // Throws MAPI_E_TOO_BIG beyond 32 bits.
 std::string buildFlatEntryList(std::span<const std::string> entries);

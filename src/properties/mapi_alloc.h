@@ -25,8 +25,7 @@ class MapiBuffer {
   MapiBuffer(T* block, FreeBuffer freeBuffer) : block_(block), freeBuffer_(freeBuffer) {}
   // An empty holder for an out-parameter: see put.
   explicit MapiBuffer(FreeBuffer freeBuffer) : freeBuffer_(freeBuffer) {}
-  MapiBuffer(MapiBuffer&& other) noexcept
-      : block_(std::exchange(other.block_, nullptr)), freeBuffer_(other.freeBuffer_) {}
+  MapiBuffer(MapiBuffer&& other) noexcept : block_(std::exchange(other.block_, nullptr)), freeBuffer_(other.freeBuffer_) {}
   MapiBuffer& operator=(MapiBuffer&& other) noexcept {
     std::swap(block_, other.block_);
     std::swap(freeBuffer_, other.freeBuffer_);

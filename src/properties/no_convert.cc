@@ -22,8 +22,9 @@ constexpr ULONG kStore[] = {0x35E00102, 0x3A00001F, 0x660B001F, 0x6603001F, 0x66
                             0x36D10102, 0x36D70102, 0x36D20102, 0x36D30102, 0x36D40102, 0x661C001F, 0xAF050003,
                             0x3001001F, 0xAF11101F, 0xAF1C001F, 0xAF1D001F, 0xAF1E001F, 0xAF1F001F, 0xAF23000B};
 constexpr const NamedProperty* kStoreNamed[] = {
-    &named::kStoreTypePrivate, &named::kInboxEntryId,  &named::kJunkEntryId,       &named::kSieveRules,        &named::kSieveRulesTime,
-    &named::kReceiveFolders,   &named::kConflictsGuid, &named::kLocalFailuresGuid, &named::kServerFailuresGuid};
+    &named::kStoreTypePrivate, &named::kInboxEntryId,      &named::kJunkEntryId,
+    &named::kSieveRules,       &named::kSieveRulesTime,    &named::kReceiveFolders,
+    &named::kConflictsGuid,    &named::kLocalFailuresGuid, &named::kServerFailuresGuid};
 
 constexpr ULONG kFolder[] = {0x360E000D, 0x360F000D, 0x36010003, 0x36170003, 0x3610000D, 0x36020003,
                              0x36030003, 0x360A000B, 0x3001001F, 0xAF060003, 0xAF08000B, 0xAF050003,

@@ -9,8 +9,8 @@
 
 namespace nalvo::tool {
 
-// A file without a name in the folder of its target, which gets its name when it is whole: a run that is killed leaves nothing
-// behind. Where the file system can't do that, a hidden name beside the target stands in, and is removed on failure.
+// A file without a name in the folder of its target, which gets its name when it is whole: a run that is killed leaves
+// nothing behind. Where the file system can't do that, a hidden name beside the target stands in, and is removed on failure.
 class AtomicFile {
  public:
   // Throws std::system_error when the folder can't be written.

@@ -38,8 +38,9 @@ int run(int argc, char** argv) {
                                                               {"wire", nalvo::host::MailForm::Wire},
                                                               {"store", nalvo::host::MailForm::Store}};
   toMimeVerb
-      ->add_option("--form", convertOptions.form,
-                   "lossless: one mail that holds all; wire: as it would be sent; store: with annotations and flags beside it")
+      ->add_option(
+          "--form", convertOptions.form,
+          "lossless: one mail that holds all; wire: as it would be sent; store: with annotations and flags beside it")
       ->transform(CLI::CheckedTransformer(forms, CLI::ignore_case));
   takesOutput(toMimeVerb);
   takesJobs(toMimeVerb);

@@ -21,7 +21,8 @@ struct Outcome {
 };
 
 // Calls `work` for each input on `threads` threads. Output goes out in the order of the inputs, errors to standard error as
-// "nalvo: FILE: what went wrong", warnings ahead of them. An exception of `work` is such an error. Returns kAllDone or kSomeFailed.
+// "nalvo: FILE: what went wrong", warnings ahead of them. An exception of `work` is such an error. Returns kAllDone or
+// kSomeFailed.
 int runAll(const std::vector<Input>& inputs, unsigned threads, const std::function<Outcome(const Input&)>& work);
 
 }  // namespace nalvo::tool

@@ -79,9 +79,9 @@ Outcome show(const Input& input, const ShowOptions& options) {
   const auto context = std::make_shared<host::HostContext>();
   Outcome outcome;
   const ComPtr<IStream> file = input.open();
-  const ComPtr<host::MemoryMessage> message =
-      host::isMsg(file.get()) ? host::readMsg(file.get(), context, &outcome.warnings)
-                              : host::readMail(file.get(), context, input.modified(), nullptr);
+  const ComPtr<host::MemoryMessage> message = host::isMsg(file.get())
+                                                  ? host::readMsg(file.get(), context, &outcome.warnings)
+                                                  : host::readMail(file.get(), context, input.modified(), nullptr);
   const Json json = host::toJson(*message, options.full);
   if (options.json) {
     Json line = {{"file", input.name}};

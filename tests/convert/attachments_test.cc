@@ -168,6 +168,18 @@ TEST_F(Attachments, MessagesInsideMessagesComeBackAsDeepAsTheyGo) {
   }
 }
 
+TEST_F(Attachments, NamesOfAttachedMailDoNotGrow) {
+  const std::string mail =
+      "Content-Type: multipart/mixed; boundary=b\n\n--b\n\ntext\n--b\nContent-Type: message/rfc822\n"
+      "Content-Disposition: attachment; filename=\"test (2).eml\"\n\nSubject: inner\n\nx\n--b--\n";
+  Caller first;
+  first.read(mail);
+  EXPECT_EQ(text(bagOf(first, 0), PR_DISPLAY_NAME), u"test (2).eml");
+  Caller second;
+  ASSERT_EQ(second.toMapi(second.stream(first.write(CONVERT_TO_ATTACHMENT)).get(), CONVERT_FROM_ATTACHMENT), S_OK);
+  EXPECT_EQ(text(bagOf(second, 0), PR_DISPLAY_NAME), u"test (2).eml");
+}
+
 TEST_F(Attachments, DepthOfOutsideMailHasALimit) {
   std::string mail = "Subject: x\r\n\r\nin the middle";
   for (int i = 0; i < 300; ++i) {
@@ -231,8 +243,9 @@ TEST_F(Attachments, SignedTextIsNotTouched) {
 
 TEST_F(Attachments, EncryptedMailStaysOne) {
   Caller encrypted;
-  encrypted.read("Subject: e\nMIME-Version: 1.0\nContent-Type: application/pkcs7-mime; smime-type=enveloped-data; name=smime.p7m\n"
-              "Content-Transfer-Encoding: base64\nContent-Disposition: attachment; filename=smime.p7m\n\nQUJDRA==\n");
+  encrypted.read(
+      "Subject: e\nMIME-Version: 1.0\nContent-Type: application/pkcs7-mime; smime-type=enveloped-data; name=smime.p7m\n"
+      "Content-Transfer-Encoding: base64\nContent-Disposition: attachment; filename=smime.p7m\n\nQUJDRA==\n");
   EXPECT_EQ(encrypted.text(PR_MESSAGE_CLASS), u"IPM.Note.SMIME");
   EXPECT_EQ(bytes(bagOf(encrypted, 0), PR_ATTACH_DATA_BIN), "ABCD");
   const std::string out = encrypted.write(CONVERT_TO_ATTACHMENT);
@@ -252,14 +265,17 @@ TEST_F(Attachments, WhatIsNoTextIsAnAttachment) {
   };
   const Case cases[] = {
       {"a mail that is one picture", "Content-Type: image/png\nContent-Transfer-Encoding: base64\n\nQUJD\n", 1, false},
-      {"a text that is a file", "Content-Type: text/plain\nContent-Disposition: attachment; filename=a.txt\n\nx\n", 1, false},
+      {"a text that is a file", "Content-Type: text/plain\nContent-Disposition: attachment; filename=a.txt\n\nx\n", 1,
+       false},
       {"a picture of the text without an id",
-       "Content-Type: multipart/related; boundary=b\n\n--b\nContent-Type: text/html\n\n<p>\n--b\nContent-Type: image/png; name=a.png\n\nx\n"
+       "Content-Type: multipart/related; boundary=b\n\n--b\nContent-Type: text/html\n\n<p>\n--b\nContent-Type: image/png; "
+       "name=a.png\n\nx\n"
        "--b--\n",
        1, false},
       {"a calendar beside a text",
-       "Content-Type: multipart/mixed; boundary=b\n\n--b\n\ntext\n--b\nContent-Type: text/calendar\n\nBEGIN:VCALENDAR\n--b--\n", 1,
-       true},
+       "Content-Type: multipart/mixed; boundary=b\n\n--b\n\ntext\n--b\nContent-Type: "
+       "text/calendar\n\nBEGIN:VCALENDAR\n--b--\n",
+       1, true},
       {"a text alone", "Content-Type: text/plain\n\nx\n", 0, true},
   };
   for (const Case& c : cases) {
@@ -307,9 +323,13 @@ TEST_F(Attachments, RoundsSettle) {
   }
 }
 
-const std::vector<std::string> kMayBeUnknown = {
-    "IMapiAllocator::getAllocators", "getProp", "allocateBuffer", "allocateMore", "IMimeFlags::hasAttachments",
-    "IMimeFlags::getMessageSize", "IConvertAttachment::getContentIdSource"};
+const std::vector<std::string> kMayBeUnknown = {"IMapiAllocator::getAllocators",
+                                                "getProp",
+                                                "allocateBuffer",
+                                                "allocateMore",
+                                                "IMimeFlags::hasAttachments",
+                                                "IMimeFlags::getMessageSize",
+                                                "IConvertAttachment::getContentIdSource"};
 
 void expectClean(const host::SweepResult& result) {
   for (const std::string& complaint : result.complaints) {

@@ -47,8 +47,7 @@ constexpr bool failed(HRESULT hr) { return hr < 0; }
 
 // The HRESULT of a Win32 code: facility 7 for a positive code, a value that already is an HRESULT as it stands.
 constexpr HRESULT hresultFromWin32(std::uint32_t code) {
-  return static_cast<HRESULT>(code) <= 0 ? static_cast<HRESULT>(code)
-                                         : makeHResult((code & 0xFFFFU) | 0x80070000U);
+  return static_cast<HRESULT>(code) <= 0 ? static_cast<HRESULT>(code) : makeHResult((code & 0xFFFFU) | 0x80070000U);
 }
 
 }  // namespace nalvo

@@ -26,14 +26,10 @@ SYSTEMTIME systemTimeOf(sys_days day, std::int64_t millisecondsOfDay) {
   const std::chrono::year_month_day date{day};
   const std::chrono::weekday weekday{day};
   const std::int64_t seconds = millisecondsOfDay / 1000;
-  return {static_cast<std::uint16_t>(int{date.year()}),
-          static_cast<std::uint16_t>(unsigned{date.month()}),
-          static_cast<std::uint16_t>(weekday.c_encoding()),
-          static_cast<std::uint16_t>(unsigned{date.day()}),
-          static_cast<std::uint16_t>(seconds / 3600),
-          static_cast<std::uint16_t>(seconds / 60 % 60),
-          static_cast<std::uint16_t>(seconds % 60),
-          static_cast<std::uint16_t>(millisecondsOfDay % 1000)};
+  return {static_cast<std::uint16_t>(int{date.year()}),     static_cast<std::uint16_t>(unsigned{date.month()}),
+          static_cast<std::uint16_t>(weekday.c_encoding()), static_cast<std::uint16_t>(unsigned{date.day()}),
+          static_cast<std::uint16_t>(seconds / 3600),       static_cast<std::uint16_t>(seconds / 60 % 60),
+          static_cast<std::uint16_t>(seconds % 60),         static_cast<std::uint16_t>(millisecondsOfDay % 1000)};
 }
 
 }  // namespace
@@ -69,8 +65,8 @@ std::optional<FILETIME> systemTimeToFileTime(const SYSTEMTIME& time) {
   }
   const std::int64_t sinceEpoch = day->time_since_epoch().count() + kDaysTo1970;
   const std::int64_t seconds = time.wHour * 3600 + time.wMinute * 60 + time.wSecond;
-  return fileTimeOf(static_cast<std::uint64_t>(sinceEpoch * kTicksPerDay + seconds * kTicksPerSecond +
-                                               time.wMilliseconds * 10'000));
+  return fileTimeOf(
+      static_cast<std::uint64_t>(sinceEpoch * kTicksPerDay + seconds * kTicksPerSecond + time.wMilliseconds * 10'000));
 }
 
 std::optional<SYSTEMTIME> variantTimeToSystemTime(double value) {

@@ -11,9 +11,7 @@ inline constexpr std::int64_t kTicksPerSecond = 10'000'000;
 // 1970-01-01 00:00 UTC as ticks.
 inline constexpr std::int64_t kUnixEpochTicks = 116'444'736'000'000'000;
 
-constexpr std::uint64_t ticksOf(FILETIME time) {
-  return (std::uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;
-}
+constexpr std::uint64_t ticksOf(FILETIME time) { return (std::uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime; }
 constexpr FILETIME fileTimeOf(std::uint64_t ticks) {
   return {static_cast<std::uint32_t>(ticks), static_cast<std::uint32_t>(ticks >> 32)};
 }

@@ -56,9 +56,8 @@ std::vector<Change> changesOf(int number) {
 }
 
 int daysInMonth(const tm& date) {
-  const std::chrono::year_month_day_last last{year{date.tm_year + 1900} /
-                                              std::chrono::month{static_cast<unsigned>(date.tm_mon + 1)} /
-                                              std::chrono::last};
+  const std::chrono::year_month_day_last last{
+      year{date.tm_year + 1900} / std::chrono::month{static_cast<unsigned>(date.tm_mon + 1)} / std::chrono::last};
   return static_cast<int>(static_cast<unsigned>(last.day()));
 }
 
