@@ -301,13 +301,14 @@ void printGrowth() {
 }  // namespace nalvo::mime
 
 int main(int argc, char** argv) {
-  if (argc < 2) {
-    std::fprintf(stderr, "usage: bench-mime FOLDER [PASSES]\n");
-    return 2;
-  }
+  // bench-mime [FOLDER [PASSES]]; without a folder that of the corpus, and without that the growth alone.
+  const char* corpus = std::getenv("NALVO_CORPUS");
+  const std::string folder = argc > 1 ? argv[1] : corpus != nullptr ? std::string(corpus) + "/eml" : std::string();
 #ifdef NALVO_HAVE_GMIME
   g_mime_init();
 #endif
-  nalvo::mime::compareWithGMime(nalvo::mime::readFolder(argv[1]), argc > 2 ? std::atoi(argv[2]) : 5);
+  if (!folder.empty()) {
+    nalvo::mime::compareWithGMime(nalvo::mime::readFolder(folder.c_str()), argc > 2 ? std::atoi(argv[2]) : 5);
+  }
   nalvo::mime::printGrowth();
 }
