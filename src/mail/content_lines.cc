@@ -1,0 +1,417 @@
+#include "mail/content_lines.h"
+
+#include <algorithm>
+
+#include "platform/text/text.h"
+#include "text/charset_converter.h"
+#include "text/charset_names.h"
+#include "text/encoded_strings.h"
+#include "text/encoded_words.h"
+
+namespace nalvo::mail {
+namespace {
+
+constexpr std::string_view kSpaceTab = " \t";
+
+constexpr bool isNameChar(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-';
+}
+
+bool isAsciiSuperset(std::string_view charset) {
+  const Charset* row = utils::charsetFor(charset);
+  return row != nullptr && row->asciiSuperset() && !utils::isUtf7Imap(charset);
+}
+
+// What an escape of a value stands for; 0 for one that isn't a control character.
+char controlOf(char c) {
+  switch (toLowerAscii(c)) {
+    case 'n':
+      return '\n';
+    case 'r':
+      return '\r';
+    case 't':
+      return '\t';
+    default:
+      return '\0';
+  }
+}
+
+// Converts `text` in place. False when it can't be.
+bool toUtf8(std::string& text, std::string_view charset) {
+  if (equalsIgnoreCase(charset, utils::kUtf8Charset) ? isValidUtf8(text) : isAscii(text) && isAsciiSuperset(charset)) {
+    return true;
+  }
+  std::string converted;
+  const bool whole = utils::convertToCharset(charset, utils::kUtf8Charset, text, converted, true);
+  text = std::move(converted);
+  return whole;
+}
+
+// The escapes of a text that is whole; see readRaw.
+std::string resolveKept(std::string_view text) {
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\\') {
+      out.push_back(text[i]);
+    } else if (++i == text.size()) {
+      out.append("\\\\");
+    } else if (const char control = controlOf(text[i]); control != 0) {
+      out.push_back(control);
+    } else {
+      out.append({'\\', text[i]});
+    }
+  }
+  return out;
+}
+
+// Undoes what quoteToken makes of a parameter value.
+std::string unescapeToken(std::string_view text) {
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const std::string_view two = text.substr(i, 2);
+    const char plain = two == "\\\\" ? '\\' : two == "\\n" ? '\n' : two == "\\t" ? '\t' : '\0';
+    out.push_back(plain != 0 ? plain : text[i]);
+    i += plain != 0 ? 1 : 0;
+  }
+  return out;
+}
+
+}  // namespace
+
+HeaderLex::HeaderLex(std::string_view charset, bool backslashEscapes) : backslashEscapes_(backslashEscapes) {
+  utils::normalizeCharsetName(charset, charset_);
+  // A repaired name may still be nobody's ("windows-9999" is "cp9999").
+  if (charset.empty() || !utils::isCharsetSupported(charset_)) {
+    charset_ = utils::kUtf8Charset;
+  }
+}
+
+void HeaderLex::beginLine(std::size_t begin) {
+  position_ = begin;
+  lineEnd_ = std::min(line_.find_first_of("\r\n", begin), line_.size());
+}
+
+// "=" as the last character of a physical line.
+bool HeaderLex::isSoftBreak() const {
+  return line_[position_] == '=' && position_ + 1 == lineEnd_ && lineEnd_ < line_.size();
+}
+
+// The next character of the logical line, which stays; whoever takes it moves `position_` on. False at the end of the line.
+bool HeaderLex::peekChar(char& out, bool quotedPrintable) {
+  if (lineEnded_ || atEnd_) {
+    return false;
+  }
+  while (true) {
+    const bool soft = position_ < lineEnd_ && quotedPrintable && isSoftBreak();
+    if (position_ < lineEnd_ && !soft) {
+      out = line_[position_];
+      return true;
+    }
+    if (!nextLine()) {
+      atEnd_ = true;
+      return false;
+    }
+    if (position_ < lineEnd_ && kSpaceTab.find(line_[position_]) != std::string_view::npos) {
+      ++position_;
+    } else if (!soft) {
+      lineEnded_ = true;
+      return false;
+    }
+  }
+}
+
+bool HeaderLex::skipBlanks() {
+  char c = 0;
+  while (peekChar(c)) {
+    if (kSpaceTab.find(c) == std::string_view::npos) {
+      return true;
+    }
+    ++position_;
+  }
+  return false;
+}
+
+bool HeaderLex::skipOver(char wanted) {
+  char c = 0;
+  if (!peekChar(c) || c != wanted) {
+    return false;
+  }
+  ++position_;
+  return true;
+}
+
+// To the end of the logical line; whether there was anything.
+bool HeaderLex::skipRest() {
+  char c = 0;
+  bool any = false;
+  while (peekChar(c)) {
+    any = true;
+    position_ = lineEnd_;
+  }
+  return any;
+}
+
+// Letters, digits and "-", which are the same in every charset of mail.
+std::string HeaderLex::takeToken() {
+  std::string token;
+  char c = 0;
+  while (peekChar(c) && isNameChar(c)) {
+    token.push_back(c);
+    ++position_;
+  }
+  return token;
+}
+
+bool HeaderLex::readName(std::string& out) {
+  if (!started_) {
+    started_ = true;
+    atEnd_ = !nextLine();
+  } else {
+    skipRest();
+  }
+  lineEnded_ = false;
+  hadParams_ = false;
+  skipBlanks();
+  out = takeToken();
+  return !out.empty();
+}
+
+bool HeaderLex::readParamName(std::string& out) {
+  skipBlanks();
+  if (skipOver(';')) {
+    skipBlanks();
+  }
+  out = takeToken();
+  hadParams_ = hadParams_ || !out.empty();
+  return !out.empty();
+}
+
+// Up to the closing quote. False when it is missing.
+bool HeaderLex::readQuoted(std::string& out) {
+  char c = 0;
+  while (peekChar(c)) {
+    ++position_;
+    if (c == '"') {
+      return true;
+    }
+    out.push_back(c);
+  }
+  return false;
+}
+
+void HeaderLex::readUnquoted(std::string& out) {
+  constexpr std::string_view kDelimiters = ":;,";
+  char c = 0;
+  while (peekChar(c) && kDelimiters.find(c) == std::string_view::npos) {
+    ++position_;
+    out.push_back(c);
+  }
+}
+
+bool HeaderLex::readParamValues(std::vector<std::string>& values) {
+  values.clear();
+  if (!skipBlanks()) {
+    return false;
+  }
+  if (skipOver('=') || skipOver(',')) {
+    if (!skipBlanks()) {
+      return false;
+    }
+  }
+  char c = 0;
+  while (peekChar(c) && c != ':' && c != ';') {
+    skipBlanks();
+    if (skipOver(',')) {
+      skipBlanks();
+    }
+    std::string value;
+    if (skipOver('"')) {
+      if (!readQuoted(value)) {
+        break;
+      }
+    } else {
+      readUnquoted(value);
+    }
+    if (value.empty()) {
+      break;
+    }
+    toUtf8(value, charset_);
+    values.push_back(unescapeToken(value));
+  }
+  return true;
+}
+
+// The text of a value with its escapes resolved, still in its charset.
+bool HeaderLex::readRaw(std::string& out, bool quotedPrintable, bool keepBackslashes) {
+  out.clear();
+  char c = 0;
+  while (peekChar(c, quotedPrintable)) {
+    if (c != '\\' || !backslashEscapes_) {
+      // All up to what may mean something at once.
+      std::size_t end = position_ + 1;
+      while (end < lineEnd_ && line_[end] != '\\' && line_[end] != '=') {
+        ++end;
+      }
+      out.append(line_, position_, end - position_);
+      position_ = end;
+      continue;
+    }
+    ++position_;
+    char escaped = 0;
+    if (!peekChar(escaped, quotedPrintable)) {
+      out.append(keepBackslashes ? "\\\\" : "\\");
+      break;
+    }
+    ++position_;
+    if (const char control = controlOf(escaped); control != 0) {
+      out.push_back(control);
+    } else {
+      if (keepBackslashes) {
+        out.push_back('\\');
+      }
+      out.push_back(escaped);
+    }
+  }
+  return !out.empty();
+}
+
+bool HeaderLex::decode(std::string& text, bool quotedPrintable, bool keepBackslashes, std::string_view charset) const {
+  if (quotedPrintable) {
+    utils::decodeQuotedPrintable(text, text);
+  }
+  constexpr std::string_view kWordStart = "=?";
+  bool decoded = quotedPrintable;
+  if (text.find(kWordStart) != std::string::npos) {
+    decoded = true;
+    text = utils::decodeMimeWords(text, charset);
+    // What comes out may be a word again, and would change whenever it is read.
+    constexpr int kMostRounds = 4;
+    for (int round = 1; round < kMostRounds && text.find(kWordStart) != std::string::npos; ++round) {
+      std::string again = utils::decodeMimeWords(text);
+      if (again == text) {
+        break;
+      }
+      text = std::move(again);
+    }
+  } else if (!toUtf8(text, charset)) {
+    return false;
+  }
+  if (decoded && keepBackslashes) {
+    text = resolveKept(text);
+  }
+  // Carriage returns aren't written, so a blank behind them would be the first character of the written value.
+  const std::size_t start = text.find_first_not_of(" \t\r");
+  if (start == std::string::npos) {
+    return false;
+  }
+  if (text.find_first_of(kSpaceTab) < start) {
+    text.erase(0, start);
+  }
+  return true;
+}
+
+bool HeaderLex::readValue(std::string& out, bool quotedPrintable, bool keepBackslashes, std::string_view charset) {
+  out.clear();
+  if (hadParams_ && !skipToValue()) {
+    return false;
+  }
+  if (!skipBlanks()) {
+    return false;
+  }
+  skipOver(':');
+  if (!skipBlanks() || !readRaw(out, quotedPrintable, keepBackslashes)) {
+    return false;
+  }
+  if (out.back() == '\0') {
+    out.pop_back();
+  }
+  return decode(out, quotedPrintable, keepBackslashes, charset.empty() ? std::string_view(charset_) : charset);
+}
+
+bool HeaderLex::readTrimmedValue(std::string& out, bool quotedPrintable, bool keepBackslashes) {
+  if (!readValue(out, quotedPrintable, keepBackslashes)) {
+    return false;
+  }
+  out = trim(std::string_view(out), kSpaceTab);
+  return true;
+}
+
+bool HeaderLex::skipToValue() {
+  bool quoted = false;
+  char c = 0;
+  while (peekChar(c)) {
+    if (c == ':' && !quoted) {
+      return true;
+    }
+    quoted = quoted != (c == '"');
+    ++position_;
+  }
+  return false;
+}
+
+bool HeaderLex::skipValue() {
+  if (!skipBlanks()) {
+    return false;
+  }
+  skipOver(':');
+  return skipRest();
+}
+
+void quoteToken(std::string_view text, std::string& out) {
+  const bool quoted = text.find_first_of(":;, ") != std::string_view::npos;
+  if (quoted) {
+    out.push_back('"');
+  }
+  for (const char c : text) {
+    switch (c) {
+      case '\t':
+        out.append("\\t");
+        break;
+      case '\n':
+        out.append("\\n");
+        break;
+      case '\r':
+        break;
+      case '"':
+        out.push_back('\'');
+        break;
+      case '\\':
+        out.append("\\\\");
+        break;
+      default:
+        out.push_back(c);
+    }
+  }
+  if (quoted) {
+    out.push_back('"');
+  }
+}
+
+void foldValue(std::string_view text, std::string& out, bool structured) {
+  constexpr int kFirstLine = 56;
+  constexpr int kNextLines = 76;
+  int budget = kFirstLine;
+  for (const char c : text) {
+    // It leaves no trace, or the value would be folded otherwise once it has been read again.
+    if (c == '\r') {
+      continue;
+    }
+    const bool startsCharacter = (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+    if (budget < 1 && startsCharacter) {
+      out.append("\r\n ");
+      budget = kNextLines;
+    }
+    --budget;
+    if (c == '\t') {
+      out.append("\\t");
+    } else if (c == '\n') {
+      out.append("\\n");
+    } else if (c == '\\' && !structured) {
+      out.append("\\\\");
+    } else {
+      out.push_back(c);
+    }
+  }
+}
+
+}  // namespace nalvo::mail
