@@ -12,8 +12,9 @@ namespace nalvo::mime {
 namespace {
 
 // A name that says no more than the address counts as none.
-std::u16string nameOf(const Address& address) {
-  return address.hasName && address.name != ansiToWide(address.email) ? address.name : std::u16string();
+std::u16string_view nameOf(const Address& address) {
+  const std::u16string_view name = address.hasName ? trim(std::u16string_view(address.name)) : std::u16string_view();
+  return name != ansiToWide(address.email) ? name : std::u16string_view();
 }
 
 bool sameAddresses(const std::vector<Address>& a, const std::vector<Address>& b, bool withNames) {
@@ -25,6 +26,12 @@ bool sameAddresses(const std::vector<Address>& a, const std::vector<Address>& b,
 // Whether a reader fills in the sender from the one From anyway, so that a stored block without it can stay as it was.
 bool isSenderImplied(const Body& root, const std::vector<Address>& sender, const std::vector<Address>& from) {
   return root.stored != nullptr && !root.stored->hasSender && sender.size() == 1 && sameAddresses(sender, from, true);
+}
+
+// Of several authors a message keeps the last, and the stored block stays as it was as long as that is still the one.
+bool isLastOfStored(const Body& root, DWORD kind, const std::vector<Address>& stored, const std::vector<Address>& wanted) {
+  return root.stored != nullptr && (kind == IAT_FROM || kind == IAT_SENDER) && wanted.size() == 1 && stored.size() > 1 &&
+         sameAddresses({stored.back()}, wanted, true);
 }
 
 }  // namespace
@@ -97,7 +104,10 @@ void AddressBook::settle(Body& root) {
     const std::string_view name = addressRowName(kind);
     const std::size_t place = root.rows.find(name);
     const bool withNames = kind != IAT_RETURNRECEIPT && kind != IAT_DISPOSITION_NOTIFICATION;
-    if (place == HeaderRows::kNone ? wanted.empty() : sameAddresses(addressesInRows(root, kind), wanted, withNames)) {
+    const std::vector<Address> inRows = addressesInRows(root, kind);
+    if (place == HeaderRows::kNone
+            ? wanted.empty()
+            : sameAddresses(inRows, wanted, withNames) || isLastOfStored(root, kind, inRows, wanted)) {
       continue;
     }
     if (wanted.empty()) {

@@ -34,8 +34,8 @@ constexpr NumberRow kNumbers[] = {
 };
 
 constexpr std::string_view kContentRows[] = {
-    kContentType,       kTransferEncoding, kContentId,         kContentDisposition, "Content-Description", "Content-Base",
-    "Content-Location", "Content-MD5",     "Content-Language", "Content-Features",  "Content-Duration"};
+    kContentType,       kTransferEncoding, kContentId,       kContentDisposition, "Content-Description", "Content-Base",
+    "Content-Location", "Content-MD5",     kContentLanguage, "Content-Features",  "Content-Duration"};
 
 struct AddressRow {
   DWORD kind;

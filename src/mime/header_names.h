@@ -32,6 +32,7 @@ inline constexpr DWORD kAddressKinds[] = {
 
 inline constexpr std::string_view kContentType = "Content-Type";
 inline constexpr std::string_view kContentDisposition = "Content-Disposition";
+inline constexpr std::string_view kContentLanguage = "Content-Language";
 inline constexpr std::string_view kContentId = "Content-ID";
 inline constexpr std::string_view kTransferEncoding = "Content-Transfer-Encoding";
 inline constexpr std::string_view kMimeVersion = "MIME-Version";

@@ -6,6 +6,7 @@
 #include "mime/body_data.h"
 #include "mime/body_object.h"
 #include "mime/properties.h"
+#include "mime/stored_block.h"
 #include "mime/writer.h"
 #include "platform/text/text.h"
 
@@ -32,7 +33,9 @@ HRESULT giveHandle(HBODY* out, Run&& run) noexcept {
 }
 
 bool typeMatches(const Body& body, const char* type, const char* subtype) {
-  const MediaType own = mediaTypeOf(body);
+  // A root built here whose parts make what the stored block said is that already.
+  const bool isAsStored = body.isRoot() && body.isMultipart() && holdsStoredType(body);
+  const MediaType own = isAsStored ? splitMediaType(body.stored->type.word()) : mediaTypeOf(body);
   return (type == nullptr || equalsIgnoreCase(own.type, type)) &&
          (subtype == nullptr || equalsIgnoreCase(own.subtype, subtype));
 }

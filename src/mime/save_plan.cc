@@ -7,6 +7,7 @@
 #include "mime/body_encoding.h"
 #include "mime/boundary.h"
 #include "mime/header_names.h"
+#include "mime/stored_block.h"
 #include "mime/utf8_check.h"
 #include "mime/writer.h"
 #include "platform/text/text.h"
@@ -69,14 +70,6 @@ bool isPkcs7Mime(const MediaType& type) {
   return type.is("application", "pkcs7-mime") || type.is("application", "x-pkcs7-mime");
 }
 
-bool hasStoredType(const Body& body) {
-  if (body.stored == nullptr || body.stored->typeRow.empty()) {
-    return false;
-  }
-  const MediaType stored = splitMediaType(body.stored->type.word());
-  return !stored.type.empty() && mediaTypeOf(body).is(stored.type, stored.subtype);
-}
-
 }  // namespace
 
 bool isManaged(const Body& body) {
@@ -106,7 +99,7 @@ SavePlan::SavePlan(Body& top) {
   while (!open.empty()) {
     Step step = open.back();
     open.pop_back();
-    if (step.body->isRoot() && step.body->isMultipart() && hasStoredType(*step.body)) {
+    if (step.body->isRoot() && step.body->isMultipart() && holdsStoredType(*step.body)) {
       step.countsBytes = true;
     }
     steps.push_back(step);
@@ -191,7 +184,7 @@ void SavePlan::planStream(Body& body, BodyPlan& plan) {
   }
   plan.encoding = chooseTextEncoding(reading.statistics, plan.label);
   plan.isEncoded = plan.encoding == IET_BASE64 || plan.encoding == IET_QP;
-  if (hasStoredType(body)) {
+  if (holdsStoredType(body)) {
     const std::size_t place = body.rows.find(kTransferEncoding);
     if (place != HeaderRows::kNone && body.rows[place].isStored) {
       const Encoding stored = encodingNamed(body.rows.rawValue(body.rows[place], {}));
@@ -210,7 +203,7 @@ void SavePlan::planStream(Body& body, BodyPlan& plan) {
 // Data that is no text goes out as Base64, and so does a stored encoding say or it goes.
 void SavePlan::planStoredEncoding(Body& body, BodyPlan& plan) {
   const std::size_t place = body.rows.find(kTransferEncoding);
-  plan.keepsStoredEncoding = hasStoredType(body) && place != HeaderRows::kNone && body.rows[place].isStored &&
+  plan.keepsStoredEncoding = holdsStoredType(body) && place != HeaderRows::kNone && body.rows[place].isStored &&
                              encodingNamed(body.rows.rawValue(body.rows[place], {})) == IET_BASE64;
 }
 
@@ -225,7 +218,7 @@ void SavePlan::planParts(Body& body, BodyPlan& plan) {
     plan.boundary = body.boundary;
     return;
   }
-  if (hasStoredType(body)) {
+  if (holdsStoredType(body)) {
     const std::size_t place = body.rows.find(kTransferEncoding);
     if (place != HeaderRows::kNone && body.rows[place].isStored) {
       const std::string value = toLowerAscii(body.rows.rawValue(body.rows[place], {}));

@@ -4,8 +4,53 @@
 
 #include "mime/header_names.h"
 #include "mime/line_reader.h"
+#include "mime/text_bodies.h"
 
 namespace nalvo::mime {
+namespace {
+
+// Multiparts whose parts hang together in a way of their own, which a list of parts does not have.
+constexpr std::string_view kOwnRules[] = {"alternative", "mixed", "related", "report", "signed"};
+
+bool isPlainText(const Body& content) {
+  return content.stream() != nullptr && content.attached == Attached::No && hasMediaType(content, "text", "plain");
+}
+
+// A text that a reader takes for plain since it knows nothing better: "text/richtext", "text", a word without a slash.
+bool readsAsPlain(const MediaType& type, std::string_view word) {
+  return type.type.empty() ? !word.empty() : type.type == "text" && type.subtype != "html" && !isItemType(type);
+}
+
+// The parts of an encrypted text are what its protocol says, and nobody has put a text beside them.
+bool isEncryptedPair(const ParameterList& stored, const Body& content) {
+  const Parameter* protocol = stored.find("protocol");
+  const MediaType wanted = splitMediaType(protocol == nullptr ? std::string_view() : std::string_view(protocol->value));
+  return content.childCount == 2 && !wanted.type.empty() && hasMediaType(*content.first, wanted.type, wanted.subtype);
+}
+
+}  // namespace
+
+bool holdsStoredType(const Body& root, const Body& content) {
+  if (root.stored == nullptr || root.stored->typeRow.empty()) {
+    return false;
+  }
+  const std::string_view word = root.stored->type.word();
+  const MediaType stored = splitMediaType(word);
+  const MediaType now = mediaTypeOf(content);
+  if (!stored.type.empty() && now.is(stored.type, stored.subtype)) {
+    return true;
+  }
+  if (isPlainText(content)) {
+    return readsAsPlain(stored, word);
+  }
+  if (!content.isMultipart() || content.isLoaded || stored.type != "multipart" || stored.subtype.empty() ||
+      std::find(std::begin(kOwnRules), std::end(kOwnRules), stored.subtype) != std::end(kOwnRules)) {
+    return false;
+  }
+  return stored.subtype == "encrypted" ? isEncryptedPair(root.stored->type, content)
+                                       : now.isMultipart("mixed") || now.isMultipart("related");
+}
+
 void loadRows(Body& body, Source& source) {
   body.rows.clear();
   std::uint64_t start = 0;

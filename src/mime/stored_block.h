@@ -12,4 +12,10 @@ void loadRows(Body& body, Source& source);
 // The body is the root of a message: what the rows say about a content speaks for one that is not there.
 void takeAsStored(Body& root);
 
+// Whether the stored type of `root` speaks of `content`, which is the root's own or that of its one attachment: then the
+// stored row and those beside it hold again. Types equal, or readers take both for the same: a text of an odd type is plain,
+// and a multipart of an unknown kind is a list of parts.
+bool holdsStoredType(const Body& root, const Body& content);
+inline bool holdsStoredType(const Body& root) { return holdsStoredType(root, root); }
+
 }  // namespace nalvo::mime

@@ -15,12 +15,6 @@ constexpr unsigned kDepth = 200;
 
 constexpr std::string_view kItemSubtypes[] = {"calendar", "vcard", "x-vcard", "x-vcard-dl", "x-stickynote"};
 
-// Calendars, cards, lists and sticky notes: what becomes an item of its own.
-bool isItem(const MediaType& type) {
-  return type.type == "text" &&
-         std::find(std::begin(kItemSubtypes), std::end(kItemSubtypes), type.subtype) != std::end(kItemSubtypes);
-}
-
 bool isPkcs7Mime(const MediaType& type) {
   return type.is("application", "pkcs7-mime") || type.is("application", "x-pkcs7-mime");
 }
@@ -62,7 +56,7 @@ Candidates textOfLeaf(Body& body, bool isFirstChild) {
     return {};
   }
   const MediaType type = mediaTypeOf(body);
-  const bool isOtherText = body.isRoot() && type.type == "text" && !isItem(type);
+  const bool isOtherText = body.isRoot() && type.type == "text" && !isItemType(type);
   const bool isHtml = type.is("text", "html");
   if ((!isHtml && !type.is("text", "plain") && !isOtherText) || dispositionOf(body) == "attachment") {
     return {};
@@ -229,7 +223,7 @@ class RoleMaker {
       seenAlternative_ = true;
       above.isPassedOver = !holdsText(body);
       for (const Body* child = body.first; child != nullptr && above.isPassedOver; child = child->next) {
-        above.isPassedOver = child->isMultipart() || !isItem(mediaTypeOf(*child));
+        above.isPassedOver = child->isMultipart() || !isItemType(mediaTypeOf(*child));
       }
     }
   }
@@ -286,7 +280,9 @@ class RoleMaker {
 
   // A loaded leaf that no reader would take up.
   bool isRescued(const Body& body, const MediaType& type, std::string_view disposition, const Above& above) const {
-    if (body.span() == nullptr || body.span()->span.empty() || isItem(type)) {
+    // An external body says all in its type.
+    const bool saysNothing = body.span() == nullptr || (body.span()->span.empty() && !type.is("message", "external-body"));
+    if (saysNothing || isItemType(type)) {
       return false;
     }
     if (body.parent == nullptr) {
@@ -298,7 +294,8 @@ class RoleMaker {
     if (above.subtype == "related") {
       return body.rows.find(kContentId) == HeaderRows::kNone;
     }
-    return above.isPassedOver;
+    // Other forms of a text stay behind where one was taken; what is no text at all is no form of it.
+    return above.isPassedOver || (above.subtype == "alternative" && type.type != "text");
   }
 
   Tree& tree_;
@@ -310,6 +307,11 @@ class RoleMaker {
 };
 
 }  // namespace
+
+bool isItemType(const MediaType& type) {
+  return type.type == "text" &&
+         std::find(std::begin(kItemSubtypes), std::end(kItemSubtypes), type.subtype) != std::end(kItemSubtypes);
+}
 
 TextBodies assignRoles(Tree& tree) {
   const TextBodies texts = findTexts(tree);

@@ -5,6 +5,9 @@
 
 namespace nalvo::mime {
 
+// Calendars, cards, lists and sticky notes: what becomes an item of its own.
+bool isItemType(const MediaType& type);
+
 struct TextBodies {
   Body* plain = nullptr;
   Body* html = nullptr;

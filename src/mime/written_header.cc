@@ -3,6 +3,7 @@
 #include "mime/body_context.h"
 #include "mime/body_data.h"
 #include "mime/header_names.h"
+#include "mime/stored_block.h"
 #include "platform/text/text.h"
 
 namespace nalvo::mime {
@@ -46,6 +47,9 @@ class HeaderWriter {
       writeAsTheyStand();
       return;
     }
+    holdsStoredType_ = holdsStoredType(body_, content_);
+    holdsStoredRows_ = holdsStoredType_ || (content_.isMultipart() && body_.stored != nullptr &&
+                                            splitMediaType(body_.stored->type.word()).type == "multipart");
     const bool hasContent = content_.hasContent() && (!content_.isMultipart() || content_.childCount > 0 || !body_.isRoot());
     writesType_ = hasContent;
     if (hasContent) {
@@ -57,6 +61,10 @@ class HeaderWriter {
     writeType();
     if (plan_.flattened != nullptr) {
       writeFlattened();
+    }
+    if (const Body* root = body_.parent;
+        root != nullptr && root->childCount == 1 && !holdsStoredType(*root) && holdsStoredType(*root, body_)) {
+      writeInherited(*root);
     }
   }
 
@@ -99,10 +107,6 @@ class HeaderWriter {
     }
   }
 
-  bool holdsStoredType() const {
-    return body_.stored != nullptr && equalsIgnoreCase(body_.stored->type.word(), type_.word());
-  }
-
   void writeManaged(const HeaderRow& row) {
     if (equalsIgnoreCase(row.name, kContentType)) {
       if (!row.isFloating || !body_.isRoot()) {
@@ -114,7 +118,7 @@ class HeaderWriter {
       if (writesType_ && row.isStored && plan_.keepsStoredEncoding) {
         writeRow(row);
       }
-    } else if (!row.isStored || (writesType_ && holdsStoredType())) {
+    } else if (!row.isStored || (writesType_ && holdsStoredRows_) || equalsIgnoreCase(row.name, kContentLanguage)) {
       // Rows apart from a run of loaded ones break the copy; that costs nothing that is seen.
       writeRow(row);
     }
@@ -128,7 +132,7 @@ class HeaderWriter {
     if (body_.isRoot() && !body_.isLoaded && body_.rows.find(kMimeVersion) == HeaderRows::kNone) {
       write(kMimeVersion, NarrowValue{"1.0"});
     }
-    if (holdsStoredType() && !body_.stored->typeRow.empty() && sameParameters(type_, body_.stored->type)) {
+    if (holdsStoredType_ && sameParameters(type_, body_.stored->type)) {
       output_.write(body_.stored->typeRow);
       if (!output_.isAtLineStart()) {
         output_.write(style_.lineEnd);
@@ -152,9 +156,10 @@ class HeaderWriter {
       now.setWord("message/rfc822");
     }
     ParameterList list = now;
-    if (body_.stored != nullptr && equalsIgnoreCase(body_.stored->type.word(), now.word())) {
+    if (holdsStoredType_) {
       list = body_.stored->type;
-      for (const Parameter& parameter : now.all()) {
+      // The one attachment that is the message itself has a name for want of another.
+      for (const Parameter& parameter : plan_.flattened == nullptr ? now.all() : std::vector<Parameter>()) {
         list.set(parameter.name, parameter.wide);
       }
     }
@@ -176,8 +181,8 @@ class HeaderWriter {
     const Parameter* named = list.find("charset");
     const Charset* now = named != nullptr ? findCharset(named->value) : nullptr;
     const bool isSame = now != nullptr && now->codePage == plan_.label->codePage;
-    const bool needsNone = named == nullptr && plan_.label->codePage == kUsAscii && body_.stored != nullptr &&
-                           equalsIgnoreCase(body_.stored->type.word(), list.word());
+    const bool isOddWord = list.word().find('/') == std::string::npos;  // whose parameters nobody reads
+    const bool needsNone = named == nullptr && holdsStoredType_ && (plan_.label->codePage == kUsAscii || isOddWord);
     if (!isSame && !needsNone) {
       list.set("charset", ansiToWide(plan_.label->name));
     }
@@ -189,8 +194,21 @@ class HeaderWriter {
       const HeaderRow& row = content_.rows[i];
       const bool isMade = equalsIgnoreCase(row.name, kContentType) || equalsIgnoreCase(row.name, kTransferEncoding);
       const std::size_t own = body_.rows.find(row.name);
-      const bool rootHasIt = own != HeaderRows::kNone && (!body_.rows[own].isStored || holdsStoredType());
-      if (!isMade && !rootHasIt) {
+      const bool rootHasIt = own != HeaderRows::kNone && (!body_.rows[own].isStored || holdsStoredType_);
+      const bool isToldByRoot = holdsStoredType_ && isContentRow(row.name);
+      if (!isMade && !rootHasIt && !isToldByRoot) {
+        writeRow(row);
+      }
+    }
+  }
+
+  // A message that was one attachment holds it as a part now; what the stored block says of it goes with it.
+  void writeInherited(const Body& root) {
+    for (std::size_t i = 0; i < root.rows.size(); ++i) {
+      const HeaderRow& row = root.rows[i];
+      const bool isMade = equalsIgnoreCase(row.name, kContentType) || equalsIgnoreCase(row.name, kTransferEncoding) ||
+                          equalsIgnoreCase(row.name, kContentLanguage);
+      if (row.isStored && !isMade && body_.rows.find(row.name) == HeaderRows::kNone) {
         writeRow(row);
       }
     }
@@ -202,6 +220,8 @@ class HeaderWriter {
   HeaderStyle style_;
   const Body& content_;  // whose content it is: the body's, or that of its one attachment
   ParameterList type_;
+  bool holdsStoredType_ = false;
+  bool holdsStoredRows_ = false;  // those beside the type; a multipart of another kind is still what they speak of
   bool writesType_ = false;
   bool typeIsWritten_ = false;
 };

@@ -108,7 +108,8 @@ TEST(MimeRoles, TextAndAttachments) {
       {"related: the kind that it lacks", "related(html, plain)", "HP"},
       {"related in an alternative", "alternative(plain, related(html, png{Content-ID: <a>}))", "PHB"},
       {"an alternative without a text", "alternative(png, pdf)", "AA"},
-      {"an alternative with an item", "alternative(png, calendar)", "OO"},
+      {"what is no text is no form of an item", "alternative(png, calendar)", "AO"},
+      {"nor of a text", "alternative(plain, html, pdf)", "PHA"},
   };
   for (const Case& c : kCases) {
     SCOPED_TRACE(c.why);

@@ -1,4 +1,5 @@
 // What is written: stored header blocks, encodings, charsets, addresses.
+#include "platform/text/text.h"
 #include "tests/mime/mime_support.h"
 
 namespace nalvo::mime::testing {
@@ -92,13 +93,80 @@ TEST(MimeSaving, StoredTypeOfAnotherContentGivesWay) {
   Mail mail;
   EXPECT_EQ(S_OK,
             mail.table()->Load(streamOf("Content-Transfer-Encoding: base64\r\nContent-Type: multipart/x;\r\n boundary=b\r\n"
-                                        "Content-Language: de\r\nSubject: s\r\nbanner\r\n")
+                                        "Content-Language: de\r\nContent-MD5: x\r\nSubject: s\r\nbanner\r\n")
                                    .get()));
   mail.setText(TXT_PLAIN, "text");
   EXPECT_EQ(
-      "MIME-Version: 1.0\r\nContent-Type: text/plain; charset=utf-8\r\nContent-Transfer-Encoding: 7bit\r\nSubject: "
-      "s\r\n\r\ntext",
+      "MIME-Version: 1.0\r\nContent-Type: text/plain; charset=utf-8\r\nContent-Transfer-Encoding: 7bit\r\n"
+      "Content-Language: de\r\nSubject: s\r\n\r\ntext",
       mail.save());
+}
+
+TEST(MimeSaving, StoredTypeHoldsForWhatReadersTakeForTheSame) {
+  struct Case {
+    const char* why;
+    const char* stored;
+    std::vector<const char*> parts;  // "text", or the type of an attachment
+    const char* saved;               // the type that the root ends with
+  };
+  const Case cases[] = {
+      {"an odd text", "text/richtext; charset=us-ascii", {"text"}, "text/richtext; charset=us-ascii"},
+      {"a word without a slash", "X-sun-attachment", {"text"}, "X-sun-attachment"},
+      {"HTML is no odd text", "text/html; charset=us-ascii", {"text"}, "text/plain; charset=us-ascii"},
+      {"a calendar neither", "text/calendar", {"text"}, "text/plain; charset=us-ascii"},
+      {"a list of messages",
+       "multipart/digest; boundary=b",
+       {"message/rfc822", "message/rfc822"},
+       "multipart/digest; boundary=b"},
+      {"a list of another kind", "multipart/x-y; boundary=b", {"text", "image/png"}, "multipart/x-y; boundary=b"},
+      {"an encrypted text",
+       "multipart/encrypted; protocol=\"application/pgp-encrypted\"; boundary=b",
+       {"application/pgp-encrypted", "application/octet-stream"},
+       "multipart/encrypted; protocol=\"application/pgp-encrypted\"; boundary=b"},
+      {"which somebody has read",
+       "multipart/encrypted; protocol=\"application/pgp-encrypted\"; boundary=b",
+       {"text", "a/b"},
+       ""},
+      {"parts that hang together", "multipart/alternative; boundary=b", {"text", "image/png"}, ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    Mail mail;
+    EXPECT_EQ(S_OK, mail.table()->Load(streamOf("Content-Type: " + std::string(c.stored) + "\r\nSubject: s\r\n").get()));
+    HCHARSET ascii = nullptr;
+    ASSERT_EQ(S_OK, MimeOleFindCharset("us-ascii", &ascii));
+    EXPECT_EQ(S_OK, mail->SetCharset(ascii, CSET_APPLY_ALL));
+    for (const char* part : c.parts) {
+      if (std::string_view(part) == "text") {
+        mail.setWideText(TXT_PLAIN, u"some text");
+      } else {
+        mail.set(HeaderId::ContentType, ansiToWide(part).c_str(), mail.attach("data"));
+      }
+    }
+    const std::string saved = mail.save();
+    const std::string wanted = "Content-Type: " + std::string(c.saved);
+    EXPECT_TRUE(*c.saved != 0
+                    ? saved.starts_with(wanted + "\r\n") || saved.find("\r\n" + wanted + "\r\n") != std::string::npos
+                    : saved.find("multipart/mixed") != std::string::npos)
+        << saved;
+    EXPECT_EQ(saved, mail.save());
+  }
+}
+
+TEST(MimeSaving, RowsOfAContentGoWithTheOnePartThatItBecame) {
+  Mail mail;
+  EXPECT_EQ(S_OK,
+            mail.table()->Load(streamOf("Content-Type: image/png\r\nContent-MD5: sum\r\nContent-Description: raptors\r\n"
+                                        "Content-Language: en\r\nSubject: s\r\n")
+                                   .get()));
+  mail.set(HeaderId::ContentType, u"image/png", mail.attach("picture"));
+  const Mail again(mail.save());
+  EXPECT_EQ("mixed[png]", again.tree());
+  const HBODY part = again.at(IBL_FIRST);
+  EXPECT_EQ("sum", again.get("Content-MD5", part));
+  EXPECT_EQ("raptors", again.get("Content-Description", part));
+  EXPECT_EQ("[800CCE05]", again.get("Content-MD5"));
+  EXPECT_EQ("en", again.get("Content-Language")) << "speaks of the message";
 }
 
 TEST(MimeSaving, StoredEncodingStaysWhereItCanCarryTheText) {
@@ -262,7 +330,8 @@ TEST(MimeSaving, EncryptedAttachmentIsTheRoot) {
     EXPECT_EQ("secret", again.data(HBODY_ROOT));
     EXPECT_EQ(isStored ? "enveloped-data" : "[800CCE05]", again.get("par:content-type:smime-type"));
     EXPECT_EQ(isStored ? "root" : "part", again.get("X-MAPI"));
-    EXPECT_EQ("smime.p7m", again.get(HeaderId::FileName));
+    EXPECT_EQ("smime.p7m", again.get(HeaderId::Name));
+    EXPECT_EQ(isStored ? "[800CCE05]" : "smime.p7m", again.get(HeaderId::FileName)) << "the stored rows are the whole truth";
   }
 }
 
@@ -321,6 +390,32 @@ TEST(MimeAddresses, NewRowsComeInTheOrderOfInsertion) {
   insertAddress(mail, IAT_TO, "", u"");
   insertAddress(mail, IAT_SENDER, "from@x", u"");
   EXPECT_EQ("To: to@x\r\nFrom: from@x\r\nSender: from@x\r\n\r\n", mail.save());
+}
+
+TEST(MimeAddresses, StoredAuthorsStayWhileTheLastIsTheOne) {
+  struct Case {
+    const char* why;
+    const char* rows;
+    const char* email;
+    const char16_t* name;
+    bool stays;
+  };
+  const Case cases[] = {
+      {"two in a row", "From: A <a@x>, B <b@x>\r\n", "b@x", u"B", true},
+      {"two rows", "From: A <a@x>\r\nFrom: B <b@x>\r\n", "b@x", u"B", true},
+      {"a name with a bare comma", "From: Last, First (Town) <b@x>\r\n", "b@x", u"First", true},
+      {"a blank name", "From: \" \" <b@x>\r\n", "b@x", u"", true},
+      {"another author", "From: A <a@x>, B <b@x>\r\n", "a@x", u"A", false},
+      {"another name", "From: A <a@x>, B <b@x>\r\n", "b@x", u"C", false},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    Mail mail;
+    EXPECT_EQ(S_OK, mail.table()->Load(streamOf(c.rows).get()));
+    deleteAddresses(mail, IAT_ALL);
+    insertAddress(mail, IAT_FROM, c.email, c.name);
+    EXPECT_EQ(c.stays, mail.save() == std::string(c.rows) + "\r\n");
+  }
 }
 
 TEST(MimeAddresses, TableAndRowsAreOneThing) {
