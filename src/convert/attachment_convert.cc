@@ -160,8 +160,8 @@ mime::HBODY AttachmentConvert::attachByValue() {
     return attachStream(stream.get());
   }
   mime::HBODY handle = nullptr;
-  checkHResult(data().getMimeMessage()->AttachURL(nullptr, nullptr, hasId ? 0 : mime::URL_ATTACH_GENERATE_CID, stream.get(),
-                                                  nullptr, &handle),
+  const DWORD how = isContact && !hasId ? mime::URL_ATTACH_GENERATE_CID : 0;
+  checkHResult(data().getMimeMessage()->AttachURL(nullptr, nullptr, how, stream.get(), nullptr, &handle),
                kSource.at("toMime::AttachmentConvert::initAttachmentBody"));
   return handle;
 }
@@ -215,6 +215,9 @@ void AttachmentConvert::setAttachHeaders(AttachMethod how) {
     case AttachMethod::EmbeddedMessage:
       if (exists(PR_DISPLAY_NAME)) {
         setHeader("par:content-type:name", getUnicode(PR_DISPLAY_NAME));
+      }
+      if (exists(PR_ATTACH_LONG_FILENAME)) {
+        setHeader("par:content-disposition:filename", getUnicode(PR_ATTACH_LONG_FILENAME));
       }
       return;
     case AttachMethod::Ole:

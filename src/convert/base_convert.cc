@@ -72,7 +72,10 @@ ComPtr<IStream> BaseConvertCommons<N>::openForReading(ULONG tag) const {
 
 template <int N>
 ComPtr<IStream> BaseConvertCommons<N>::openForWriting(ULONG tag) const {
-  return openStream(mapiObject(), tag, 1, "BaseConvertCommons::openForWriting");
+  constexpr const char* kWhere = "BaseConvertCommons::openForWriting";
+  ComPtr<IStream> stream = openStream(mapiObject(), tag, 1, kWhere);
+  checkHResult(stream->SetSize(0), kSource.at(kWhere));  // What was there may be longer.
+  return stream;
 }
 
 template <int N>

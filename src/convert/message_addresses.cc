@@ -18,6 +18,8 @@ constexpr SourceFile kSource{".\\MessageAddresses"};
 constexpr std::uint32_t kRecipientTo = 1;
 constexpr std::uint32_t kRecipientCc = 2;
 constexpr std::uint32_t kRecipientBcc = 3;
+// Marks of a transport beside the type: submitted already, and tried on an earlier hop.
+constexpr std::uint32_t kRecipientMarks = 0x80000000 | 0x10000000;
 
 struct OriginatorRow {
   ULONG condition;  // a property that must be true; 0: none
@@ -102,6 +104,23 @@ std::optional<std::string> ansiIfExists(IConvertObject* object, ULONG tag, IMapi
     return std::nullopt;
   }
   return MapiPropUtils::propAnsi(object, narrow, allocator);
+}
+
+// The names of `count` people in a list that ";" parts. A surplus ";" at its end parts nothing.
+std::vector<std::u16string_view> splitNames(std::u16string_view joined, std::size_t count) {
+  std::vector<std::u16string_view> names;
+  while (true) {
+    const std::size_t end = std::min(joined.find(u';'), joined.size());
+    names.push_back(trim(joined.substr(0, end)));
+    if (end == joined.size()) {
+      break;
+    }
+    joined.remove_prefix(end + 1);
+  }
+  if (names.size() > count && names.back().empty()) {
+    names.pop_back();
+  }
+  return names;
 }
 
 }  // namespace
@@ -225,7 +244,7 @@ void MessageConvert::addRecipient(IConvertRecipient* recipient) {
   const std::u16string addressType = textIfExists(recipient, PR_ADDRTYPE, allocator).value_or(std::u16string());
   const std::optional<std::string> address = ansiIfExists(recipient, PR_EMAIL_ADDRESS, allocator);
   const std::uint32_t type = MapiPropUtils::propertyExists(recipient, PR_RECIPIENT_TYPE)
-                                 ? MapiPropUtils::propULong(recipient, PR_RECIPIENT_TYPE, allocator)
+                                 ? MapiPropUtils::propULong(recipient, PR_RECIPIENT_TYPE, allocator) & ~kRecipientMarks
                                  : kRecipientTo;
   if (type == kRecipientBcc && hasFlag(ToMimeFlags::ForSend)) {
     return;
@@ -243,15 +262,7 @@ void MessageConvert::addReplyTo(IConvertMessage* message) {
   const std::vector<std::string> entries =
       parseFlatEntryList(MapiPropUtils::propBinary(message, PR_REPLY_RECIPIENT_ENTRIES, allocator));
   const std::u16string joined = MapiPropUtils::propUnicodeT(message, PR_REPLY_RECIPIENT_NAMES, allocator);
-  std::vector<std::u16string_view> names;
-  for (std::u16string_view rest = joined; !entries.empty();) {
-    const std::size_t end = std::min(rest.find(u';'), rest.size());
-    names.push_back(trim(rest.substr(0, end)));
-    if (end == rest.size()) {
-      break;
-    }
-    rest.remove_prefix(end + 1);
-  }
+  const std::vector<std::u16string_view> names = splitNames(joined, entries.size());
   if (entries.size() != names.size()) {
     return;
   }
@@ -345,7 +356,9 @@ void MessageConvert::setReplyToAddresses() {
     if (!entries.empty()) {
       names += u';';
     }
-    names += maker.getName().empty() ? widenAddress(maker.getAddress()) : maker.getName();
+    std::u16string name = maker.getName().empty() ? widenAddress(maker.getAddress()) : maker.getName();
+    std::replace(name.begin(), name.end(), u';', u',');  // which parts the names
+    names += name;
     entries.emplace_back(bytesOf(maker.getEntryId()));
   }
   if (!entries.empty()) {

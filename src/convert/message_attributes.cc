@@ -283,7 +283,10 @@ void MessageConvert::setImportance() {
   if (headerExists("Importance")) {
     setULong(PR_IMPORTANCE, valueOfWord(kImportanceWords, getHeaderAnsiString("Importance")));
   }
-  if (headerExists(mime::HeaderId::XPriority)) {
+  // Many say "1 (Highest)"; one without a number says nothing.
+  const std::string xPriority =
+      headerExists(mime::HeaderId::XPriority) ? getHeaderAnsiString(mime::HeaderId::XPriority) : std::string();
+  if (!xPriority.empty() && xPriority.front() >= '0' && xPriority.front() <= '9') {
     const std::uint32_t number = getHeaderULong(mime::HeaderId::XPriority);
     setULong(PR_PRIORITY, static_cast<std::uint32_t>(number == 3 ? 0 : number < 3 ? 1 : -1));
   }

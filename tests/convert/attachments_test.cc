@@ -212,8 +212,26 @@ TEST_F(Attachments, MarkedOnesHangBesideTheText) {
   }
   EXPECT_EQ(names, (std::vector<std::u16string>{u"face.png", u"second.png", u"first.png", u"plain.txt"}));
   EXPECT_EQ(text(bagOf(back, 2), PR_ATTACH_CONTENT_ID), u"one@x");
-  EXPECT_NE(text(bagOf(back, 0), PR_ATTACH_CONTENT_ID), u"<none>") << "a picture gets an id";
+  EXPECT_EQ(text(bagOf(back, 0), PR_ATTACH_CONTENT_ID), u"<none>");
   EXPECT_NE(lossless.find("multipart/related"), std::string::npos);
+  caller.set(PR_MESSAGE_CLASS, u"IPM.Contact");
+  EXPECT_NE(caller.write(CONVERT_FOR_SEND).find("Content-ID: <", lossless.find("face.png")), std::string::npos)
+      << "the picture of a person gets an id";
+}
+
+TEST_F(Attachments, EmbeddedMailKeepsBothItsNames) {
+  host::PropertyBag& bag = add(caller, AttachMethod::EmbeddedMessage);
+  bag.set(PR_DISPLAY_NAME, {PT_UNICODE, u"Report (final)"});
+  bag.set(PR_ATTACH_LONG_FILENAME, {PT_UNICODE, u"Report.msg"});
+  ComPtr<IConvertMessage> inner;
+  ASSERT_EQ(
+      caller.message->parts().attachments[0]->openProp(PR_ATTACH_DATA_OBJ, 1, IConvertMessage::kIid, inner.putUnknown()),
+      S_OK);
+  ASSERT_EQ(inner->saveChanges(), S_OK);
+  Caller back;
+  roundTrip(back);
+  EXPECT_EQ(text(bagOf(back, 0), PR_DISPLAY_NAME), u"Report (final)");
+  EXPECT_EQ(text(bagOf(back, 0), PR_ATTACH_LONG_FILENAME), u"Report.msg");
 }
 
 TEST_F(Attachments, SignedTextIsNotTouched) {

@@ -117,6 +117,7 @@ TEST_F(NoteToMapi, HeadersDecideTheImportance) {
       {"X-Priority: 5\n", 0, -1},
       {"X-Priority: 1\nImportance: low\n", 0, 1},
       {"X-MSMail-Priority: high\n", 2, 1},
+      {"X-Priority: urgent\nX-MSMail-Priority: high\n", 2, 1},
       {"X-Priority: 5\nX-MSMail-Priority: high\n", 0, -1},
   };
   for (const Case& c : cases) {
@@ -126,6 +127,16 @@ TEST_F(NoteToMapi, HeadersDecideTheImportance) {
     EXPECT_EQ(one.get<std::int32_t>(PR_IMPORTANCE), c.importance);
     EXPECT_EQ(one.get<std::int32_t>(PR_PRIORITY), c.priority);
   }
+}
+
+// Names of people are kept in one text that ";" parts.
+TEST_F(NoteToMapi, NamesWithASemicolonStayOnePerson) {
+  Caller one;
+  one.read("Reply-To: \"Team; A\" <a@example.org>, b@example.org\n\ntext\n");
+  EXPECT_EQ(one.text(PR_REPLY_RECIPIENT_NAMES), u"Team, A;b@example.org");
+  EXPECT_EQ(Mail(one.write(CONVERT_FOR_SEND)).header("Reply-To"), "\"Team, A\" <a@example.org>, b@example.org");
+  one.set(PR_REPLY_RECIPIENT_NAMES, u"Team;B;");
+  EXPECT_EQ(Mail(one.write(CONVERT_FOR_SEND)).header("Reply-To"), "Team <a@example.org>, B <b@example.org>");
 }
 
 TEST_F(NoteToMapi, SubjectHasAPrefixOfOneToThreeLetters) {

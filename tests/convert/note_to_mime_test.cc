@@ -50,6 +50,15 @@ TEST_F(NoteToMime, HeadersComeFromProperties) {
   EXPECT_TRUE(mail.isType("text", "plain"));
 }
 
+TEST_F(NoteToMime, RecipientTypesMayCarryMarksOfATransport) {
+  caller.addRecipient(static_cast<std::int32_t>(0x80000003), u"Dave", u"SMTP", "dave@example.com");
+  caller.addRecipient(0x10000002, u"Carol", u"SMTP", "carol@example.com");
+  const Mail mail(caller.write());
+  EXPECT_EQ(mail.header("Bcc"), "Dave <dave@example.com>");
+  EXPECT_EQ(mail.header("Cc"), "Carol <carol@example.com>");
+  EXPECT_EQ(Mail(caller.write(CONVERT_FOR_SEND)).header("To"), "<none>");
+}
+
 TEST_F(NoteToMime, FlagsSayWhereTheTextGoes) {
   stored("Received: from a\nX-Old: kept\nSubject: old\n");
   caller.addRecipient(3, u"Dave", u"SMTP", "dave@example.com");
