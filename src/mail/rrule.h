@@ -81,7 +81,7 @@ class RRuleIterator {
   std::vector<DateTime> batch_;  // of the present period, ascending
   std::size_t index_ = 0;
   std::int64_t produced_ = 1;       // dates in all batches so far; -1 ahead of the first
-  std::int64_t gapCorrection_ = 0;  // seconds by which a gap in local time moved the last date
+  std::int64_t gapCorrection_ = 0;  // seconds from the last date back to where it was before a gap in local time moved it
   int anchorDay_ = 0;               // the day of the month that a plain monthly rule keeps to; 0 for other rules
 };
 

@@ -40,7 +40,7 @@ class Period {
     return month == 12 && value < 2 ? (date - Duration(7 * calendar::kDay)).field(kWeek, rule_.weekStart) + 1 : value;
   }
 
-  enum class Outcome { Dates, Nothing, GoesTooFar };
+  enum class Outcome { Done, GoesTooFar };
 
   // Runs `dates`, at first one, through all lists.
   Outcome run(std::vector<DateTime>& dates) {
@@ -57,10 +57,10 @@ class Period {
         return Outcome::GoesTooFar;
       }
       if (dates.empty()) {
-        return Outcome::Nothing;
+        break;
       }
     }
-    return Outcome::Dates;
+    return Outcome::Done;
   }
 
  private:
@@ -232,13 +232,26 @@ void applySetPos(const std::vector<int>& places, std::vector<DateTime>& dates) {
   dates = std::move(kept);
 }
 
-// The same instant, read at the offset that it has now.
-DateTime frozen(const DateTime& date) {
-  DateTime copy = date;
-  if (copy.kind() != DateTime::Kind::Fixed) {
-    copy.setFixedOffset(copy.getOffset());
+// The wall clock of a date as a date in UTC.
+DateTime wallOf(DateTime date) {
+  date.setFixedOffset(Duration(0));
+  return date;
+}
+
+// The date with that wall clock, read as `like` is.
+DateTime fromWall(DateTime wall, const DateTime& like) {
+  switch (like.kind()) {
+    case DateTime::Kind::Zoned:
+      wall.setZone(like.zone());
+      break;
+    case DateTime::Kind::Fixed:
+      wall.setFixedOffset(like.getOffset());
+      break;
+    case DateTime::Kind::Floating:
+      wall.setFloating();
+      break;
   }
-  return copy;
+  return wall;
 }
 
 bool hasNoLists(const RRule& rule) {
@@ -302,26 +315,34 @@ RRuleIterator RRuleIterator::next() {
 }
 
 // Looks for the next period, from that of the last date on, that has any dates.
+//
+// All goes by wall clocks, and only what comes out is read in the zone: on the way to its day a date may pass through a gap
+// in local time, which must not move it. One that does fall into a gap moves, and the next period goes on from where it
+// would have been.
 void RRuleIterator::fillBatch() {
   const int weekStart = rule_->weekStart;
   const DateField base = kSteps[rule_->freq];
   const bool keepsWeekday = !rule_->by[kWeek].empty() && rule_->freq < kWeekly;
-  DateTime seed = batch_.back();
+  const DateTime last = batch_.back();
+  const DateTime lastWall = wallOf(last);
+  DateTime seed = lastWall;
+  seed += Duration(gapCorrection_);
   const int lastYear = seed.field(kYear) + kMostYears;
   batch_.clear();
   index_ = 0;
 
   int work = kMostWork;
   Period period(*rule_, work);
-  // Moves the seed; false when it has come to the end of the calendar.
-  const auto moveSeed = [&](int value) {
-    const DateTime before = seed;
-    const int weekday = seed.field(kWeekday);
-    seed.setField(base, value, weekStart);
-    if (keepsWeekday) {
-      seed.setField(kWeekday, weekday, weekStart);
+  std::vector<std::pair<DateTime, std::int64_t>> gaps;  // dates that were moved, and how to get back
+  const auto toZone = [&](const DateTime& wall) {
+    if (wall == lastWall) {
+      return last;
     }
-    return seed > before;
+    const DateTime date = fromWall(wall, last);
+    if (const std::int64_t back = (wall - wallOf(date)).seconds(); back < 0) {
+      gaps.emplace_back(date, back);
+    }
+    return date;
   };
 
   for (int pass = 0; batch_.empty() && seed.field(kYear) <= lastYear; ++pass) {
@@ -329,59 +350,44 @@ void RRuleIterator::fillBatch() {
       return end();
     }
     const bool first = produced_ == -1;
-    const int value = period.stepValue(base, seed) + rule_->interval;
-    DateTime candidate = seed;
-    bool corrected = false;
+    DateTime next = seed;
     if (!first) {
-      DateTime unmoved = frozen(candidate);
-      unmoved.setField(base, value, weekStart);
-      candidate.setField(base, value, weekStart);
-      if (candidate.isNull()) {
-        return end();
-      }
-      // A time of day that a gap in local time has moved goes back in the next period.
-      if (gapCorrection_ < 0) {
-        candidate += Duration(gapCorrection_);
-        corrected = true;
-        gapCorrection_ = 0;
-      }
-      if (candidate == unmoved) {
-        gapCorrection_ = unmoved.getOffset().seconds() - candidate.getOffset().seconds();
-      }
-      if (anchorDay_ != 0 && candidate.field(kMonthDay) != anchorDay_) {
-        if (candidate.count(kMonth, rankOf(kMonthDay)) < anchorDay_) {
-          if (!moveSeed(value)) {
-            return end();
-          }
-          continue;
-        }
-        candidate.setField(kMonthDay, anchorDay_);
-      }
+      next.setField(base, period.stepValue(base, seed) + rule_->interval, weekStart);
     }
     if (keepsWeekday) {
-      candidate.setField(kWeekday, seed.field(kWeekday), weekStart);
+      next.setField(kWeekday, seed.field(kWeekday), weekStart);
     }
-
-    batch_.push_back(std::move(candidate));
-    const Period::Outcome outcome = period.run(batch_);
-    if (outcome == Period::Outcome::GoesTooFar || work < 0) {
-      return end();
+    DateTime candidate = next;
+    bool hasAnchorDay = true;
+    if (anchorDay_ != 0 && candidate.field(kMonthDay) != anchorDay_) {
+      hasAnchorDay = candidate.count(kMonth, rankOf(kMonthDay)) >= anchorDay_;
+      candidate.setField(kMonthDay, anchorDay_);
     }
-    sortDates(batch_);
-    applySetPos(rule_->bySetPos, batch_);
-    const auto isPast = [&](const DateTime& date) { return first ? date < seed : date <= seed; };
-    batch_.erase(std::remove_if(batch_.begin(), batch_.end(), isPast), batch_.end());
-    if (!batch_.empty()) {
-      break;
+    if (hasAnchorDay) {
+      batch_.push_back(std::move(candidate));
+      if (period.run(batch_) == Period::Outcome::GoesTooFar || work < 0) {
+        return end();
+      }
+      std::transform(batch_.begin(), batch_.end(), batch_.begin(), toZone);
+      sortDates(batch_);
+      applySetPos(rule_->bySetPos, batch_);
+      const auto isPast = [&](const DateTime& date) { return first ? date < last : date <= last; };
+      batch_.erase(std::remove_if(batch_.begin(), batch_.end(), isPast), batch_.end());
     }
-    if (first) {
+    if (batch_.empty() && first) {
       produced_ = 0;
-    } else if ((outcome == Period::Outcome::Nothing || !corrected) && !moveSeed(value)) {
-      return end();
+    } else if (batch_.empty()) {
+      if (next <= seed) {
+        return end();  // of the calendar
+      }
+      seed = next;
     }
   }
   produced_ = std::max<std::int64_t>(produced_, 0);
   cutTail();
+  const auto gap = std::find_if(gaps.begin(), gaps.end(),
+                                [&](const auto& moved) { return !batch_.empty() && moved.first == batch_.back(); });
+  gapCorrection_ = gap != gaps.end() ? gap->second : 0;
 }
 
 // Drops what lies behind UNTIL or COUNT.

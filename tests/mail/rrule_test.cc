@@ -183,7 +183,7 @@ TEST(RRuleIterator, StepsAndCompares) {
 
 // What a change of local time leaves out moves, and the time of day is back in the next period.
 TEST(RRuleIterator, CrossesGapsInLocalTime) {
-  const auto newYork = SystemZone::make("America/New_York", 2007, 2007);
+  const auto newYork = SystemZone::make("America/New_York", 2007, 2014);
   const auto prague = SystemZone::make("Europe/Prague", 2007, 2007);
   struct Case {
     std::string_view why, rule;
@@ -197,6 +197,14 @@ TEST(RRuleIterator, CrossesGapsInLocalTime) {
        "20070311T013000 20070311T033000 20070311T043000 20070311T053000"},
       {"weekly, east", "FREQ=WEEKLY", "20070318T023000", prague,
        "20070318T023000 20070325T033000 20070401T023000 20070408T023000"},
+      {"a day found on the way over a gap", "FREQ=MONTHLY;BYDAY=2SA", "20120211T023000", newYork,
+       "20120211T023000 20120310T023000 20120414T023000 20120512T023000"},
+      {"a date of a list in the gap", "FREQ=YEARLY;BYMONTH=3;BYDAY=2SU", "20110313T013000", newYork,
+       "20110313T013000 20120311T013000 20130310T013000 20140309T013000"},
+      {"and back in the next year", "FREQ=YEARLY;BYMONTH=3;BYDAY=2SU,2MO", "20100308T023000", newYork,
+       "20100308T023000 20100314T033000 20110313T033000 20110314T023000"},
+      {"the last date in the gap", "FREQ=MONTHLY;BYDAY=2SU", "20100214T023000", newYork,
+       "20100214T023000 20100314T033000 20100411T023000 20100509T023000"},
       {"autumn", "FREQ=DAILY", "20071103T013000", newYork,
        "20071103T013000 20071104T013000 20071105T013000 20071106T013000"},
   };
