@@ -88,7 +88,7 @@ TEST(HtmlText, StyleSheetsDecideWhatShows) {
       {"important against a style attribute", "b{display:inline!important}|<b style='display:none'>1</b>", "1"},
       {"states match nothing", "b:hover{display:none} a:hover b{display:none}|<b>1</b>", "1"},
       {"broken rules are passed over",
-       "}} b{color:red;display:none} @x; i{ {display:none} u{display:none}|<b>1</b><i>2</i><u>3</u>", "23"},
+       "}} b{color:red;display:none} @x; i{ {display:none} u{display:none}|<b>1</b><i>2</i><u>3</u>", "123"},
       {"comments, and marks of a comment", "<!-- /* } */ b{display:/**/none} -->|<b>1</b>2", "2"},
       {"case counts only in proper documents", ".A{display:none}|<b class=a>1</b>2", "2"},
   };
