@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "convert/importance.h"
 #include "convert/message_convert.h"
 #include "diagnostics/hresult_exception.h"
 #include "frame/message_class_detector.h"
@@ -36,29 +37,6 @@ constexpr ULONG kDerived[] = {kTagAlternateRecipientAllowed,
                               PR_REPLY_RECIPIENT_NAMES,
                               PR_NORMALIZED_SUBJECT,
                               PR_ACCESS};
-
-struct WordRow {
-  std::string_view word;
-  std::int32_t value;
-};
-
-// The first row answers for a word that no row has.
-constexpr WordRow kImportanceWords[] = {{"Normal", 1}, {"High", 2}, {"Low", 0}};
-constexpr WordRow kPriorityWords[] = {{"Normal", 0}, {"High", 1}, {"Low", -1}};
-
-struct PriorityRow {
-  std::int32_t priority;
-  std::int32_t importance;
-};
-
-constexpr PriorityRow kImportanceOfPriority[] = {{1, 2}, {0, 1}, {-1, 0}};
-
-template <std::size_t Size>
-std::uint32_t valueOfWord(const WordRow (&rows)[Size], std::string_view word) {
-  const auto* row =
-      std::find_if(std::begin(rows), std::end(rows), [word](const WordRow& r) { return equalsIgnoreCase(r.word, word); });
-  return static_cast<std::uint32_t>((row == std::end(rows) ? rows : row)->value);
-}
 
 struct SubjectParts {
   std::u16string_view prefix;
@@ -281,7 +259,7 @@ void MessageConvert::setSignedEncryptedMessageClass() {
 
 void MessageConvert::setImportance() {
   if (headerExists("Importance")) {
-    setULong(PR_IMPORTANCE, valueOfWord(kImportanceWords, getHeaderAnsiString("Importance")));
+    setULong(PR_IMPORTANCE, static_cast<std::uint32_t>(rowOfWord(kImportances, getHeaderAnsiString("Importance")).value));
   }
   // Many say "1 (Highest)"; one without a number says nothing.
   const std::string xPriority =
@@ -291,14 +269,12 @@ void MessageConvert::setImportance() {
     setULong(PR_PRIORITY, static_cast<std::uint32_t>(number == 3 ? 0 : number < 3 ? 1 : -1));
   }
   if (!exists(PR_PRIORITY) && headerExists(mime::HeaderId::XMsMailPriority)) {
-    setULong(PR_PRIORITY, valueOfWord(kPriorityWords, getHeaderAnsiString(mime::HeaderId::XMsMailPriority)));
+    const PriorityRow& row = rowOfWord(kPriorities, getHeaderAnsiString(mime::HeaderId::XMsMailPriority));
+    setULong(PR_PRIORITY, static_cast<std::uint32_t>(row.value));
   }
   if (!exists(PR_IMPORTANCE) && exists(PR_PRIORITY)) {
-    const auto priority = static_cast<std::int32_t>(getULong(PR_PRIORITY));
-    for (const PriorityRow& row : kImportanceOfPriority) {
-      if (row.priority == priority) {
-        setULong(PR_IMPORTANCE, static_cast<std::uint32_t>(row.importance));
-      }
+    if (const PriorityRow* row = rowOfValue(kPriorities, getULong(PR_PRIORITY))) {
+      setULong(PR_IMPORTANCE, static_cast<std::uint32_t>(row->importance));
     }
   }
   if (!exists(PR_PRIORITY)) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "convert/importance.h"
 #include "diagnostics/hresult_exception.h"
 #include "frame/convertor_impl.h"
 #include "frame/convertor_list.h"
@@ -34,29 +35,6 @@ constexpr HeaderRow kPropertyHeaders[] = {
     {PR_SUBJECT, mime::HeaderId::Subject},
     {PR_CLIENT_SUBMIT_TIME, mime::HeaderId::Date},
 };
-
-struct ImportanceRow {
-  std::int32_t value;  // of PR_IMPORTANCE
-  const char* word;
-};
-
-constexpr ImportanceRow kImportanceHeader[] = {{0, "Low"}, {1, "Normal"}, {2, "High"}};
-
-struct PriorityRow {
-  std::int32_t value;  // of PR_PRIORITY
-  const char* number;
-  const char* word;
-};
-
-constexpr PriorityRow kPriorityHeaders[] = {{1, "1", "High"}, {0, "3", "Normal"}, {-1, "5", "Low"}};
-
-// The row of a property's value; null if no header tells that value.
-template <typename Row, std::size_t Size>
-const Row* rowOf(const Row (&rows)[Size], std::uint32_t value) {
-  const Row* row = std::find_if(std::begin(rows), std::end(rows),
-                                [value](const Row& r) { return r.value == static_cast<std::int32_t>(value); });
-  return row == std::end(rows) ? nullptr : row;
-}
 
 // Properties that other stages have dealt with, or that are worked out anew on the way back.
 constexpr ULONG kDropped[] = {
@@ -151,12 +129,12 @@ void NoteConvert::onProp(ULONG tag) {
       setCharsetByCpId(getULong(tag));
       return;
     case PR_IMPORTANCE:
-      if (const ImportanceRow* row = rowOf(kImportanceHeader, getULong(tag))) {
+      if (const ImportanceRow* row = rowOfValue(kImportances, getULong(tag))) {
         setHeader("Importance", row->word);
       }
       return;
     case PR_PRIORITY:
-      if (const PriorityRow* row = rowOf(kPriorityHeaders, getULong(tag))) {
+      if (const PriorityRow* row = rowOfValue(kPriorities, getULong(tag))) {
         setHeader(mime::HeaderId::XPriority, row->number);
         setHeader(mime::HeaderId::XMsMailPriority, row->word);
       }

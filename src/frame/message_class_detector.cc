@@ -56,7 +56,14 @@ constexpr ClassRow kClasses[] = {
 };
 
 // Components that are looked for in a calendar whose type does not name one; the first that the text holds answers.
-constexpr std::array<std::string_view, 3> kComponents = {"vevent", "vtodo", "vfreebusy"};
+struct ComponentRow {
+  std::string_view name;
+  std::string_view begin;  // in lower case, at the start of a line
+  std::string_view end;    // of a later line
+};
+constexpr ComponentRow kComponents[] = {{"vevent", "begin:vevent", "end:vevent"},
+                                        {"vtodo", "begin:vtodo", "end:vtodo"},
+                                        {"vfreebusy", "begin:vfreebusy", "end:vfreebusy"}};
 
 std::string textProp(mime::IMimePropertySet* set, mime::HeaderName name) {
   ScopedPropVariant value(VT_LPSTR);
@@ -114,28 +121,24 @@ class ComponentScan {
 
   std::string_view result() {
     endLine();
-    for (std::size_t i = 0; i < kComponents.size(); ++i) {
-      if (ended_[i]) {
-        return kComponents[i];
-      }
-    }
-    return {};
+    const auto* found = std::find(std::begin(ended_), std::end(ended_), true);
+    return found == std::end(ended_) ? std::string_view() : kComponents[found - std::begin(ended_)].name;
   }
 
  private:
   static constexpr std::size_t kLongestMark = sizeof("begin:vfreebusy") - 1;
 
   void endLine() {
-    for (std::size_t i = 0; i < kComponents.size(); ++i) {
-      begun_[i] = begun_[i] || line_.starts_with("begin:" + std::string(kComponents[i]));
-      ended_[i] = ended_[i] || (begun_[i] && line_.starts_with("end:" + std::string(kComponents[i])));
+    for (std::size_t i = 0; i < std::size(kComponents); ++i) {
+      begun_[i] = begun_[i] || line_.starts_with(kComponents[i].begin);
+      ended_[i] = ended_[i] || (begun_[i] && line_.starts_with(kComponents[i].end));
     }
     line_.clear();
   }
 
   std::string line_;
-  std::array<bool, kComponents.size()> begun_{};
-  std::array<bool, kComponents.size()> ended_{};
+  bool begun_[std::size(kComponents)] = {};
+  bool ended_[std::size(kComponents)] = {};
 };
 
 void detectVCalendarComponent(BodyInfo& info) {
