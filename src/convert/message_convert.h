@@ -4,6 +4,7 @@
 #include <deque>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "convert/base_convert.h"
 #include "frame/part_tags.h"
@@ -54,6 +55,14 @@ class MessageConvert : public BaseConvert<kMessageLevel> {
   // A text of an address book entry; empty if the book does not answer. E_INVALIDARG for a tag that is no text.
   std::u16string getFromAddressBook(std::string_view entryId, ULONG tag) const;
 
+  // The compressed RTF of `message` (null: of the run) and what it was made from, both at their start, with the code page
+  // that the latter is in. Returns what that is, MAPI_NATIVE_BODY_TYPE_... Throws E_INVALIDARG for a null pointer, and for
+  // damaged RTF its code.
+  std::uint32_t getRtfStreams(IConvertMessage* message, IStream** compressed, IStream** decoded,
+                              std::uint32_t* codePage) const;
+  // Unwraps compressed RTF into a new stream, which is at its start. `flags` are those of the codec.
+  ComPtr<IStream> unwrapRtf(IStream* compressed, std::uint32_t flags, std::uint32_t codePage, std::uint32_t* kind) const;
+
   // Makes a body for each attachment, those with a content id first.
   void makeAttachments();
   // Sees that a lossless mail of two attachments has a text, so that neither is taken for it.
@@ -101,6 +110,8 @@ class MessageConvert : public BaseConvert<kMessageLevel> {
   void setCharset();
   // Copies the text body of a kind to a property. False if there is none.
   bool setBody(mime::Encoding encoding, ULONG tag, mime::TextType type);
+  // Makes PR_RTF_COMPRESSED of PR_BODY, if there is one, with a blank at each listed place (RichTextConvertor).
+  void createRtfBodyFromPlainText(const std::vector<std::int32_t>& formatting);
 
   void setAddresses(bool withRecipients, bool withSender);
   // A new recipient: saved, or handed over unsaved through `result` if that is not null. The second form reads a name that

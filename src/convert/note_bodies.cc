@@ -4,6 +4,12 @@
 #include "convert/note_convert.h"
 #include "diagnostics/hresult_exception.h"
 #include "platform/text/code_pages.h"
+#include "platform/text/rtf/wrap_compressed_rtf.h"
+#include "streams/stream_convertor.h"
+#include "streams/stream_utils.h"
+#include "text/html_to_plain.h"
+#include "text/rich_text_convertor.h"
+#include "text/wrap_compressed_rtf_stream.h"
 
 namespace nalvo::toMime {
 namespace {
@@ -18,7 +24,7 @@ struct Forms {
 
 // The forms wanted of those that a note has, by the editor that made it.
 Forms formsWanted(std::optional<std::uint32_t> editorFormat, const Forms& has) {
-  if (!editorFormat) {
+  if (!editorFormat || *editorFormat == 0) {  // 0: nobody knows
     return {has.plain || has.rtf, has.html && !has.rtf, has.rtf};
   }
   switch (*editorFormat) {
@@ -38,9 +44,11 @@ struct CodePageRow {
   std::uint32_t used;
 };
 
+// Pages that a mail does not go out in.
 constexpr CodePageRow kSubstitutes[] = {
     {28605, 28591},  // ISO-8859-15 as ISO-8859-1
     {28603, 28594},  // ISO-8859-13 as ISO-8859-4
+    {kUtf16, kUtf8}, {kUtf16Be, kUtf8}, {kUtf32, kUtf8}, {kUtf32Be, kUtf8},
 };
 
 }  // namespace
@@ -52,26 +60,62 @@ void NoteConvert::setBodies() {
     editorFormat = getULong(PR_MSG_EDITOR_FORMAT);
   }
   const Forms wanted = formsWanted(editorFormat, has);
-  setBodiesNormal(wanted.plain, wanted.html);
+  if (wanted.rtf && WrapCompressedRtfStream::isAvailable()) {
+    setBodiesFromRtf();
+  } else {
+    setBodiesNormal(wanted.plain, wanted.html);
+  }
 }
 
 void NoteConvert::setBodiesNormal(bool plainWanted, bool htmlWanted) {
+  const ULONG htmlTag = exists(PR_HTML) ? PR_HTML : PR_BODY_HTML_A;
+  const bool hasHtml = exists(htmlTag);
   if (plainWanted && exists(PR_BODY)) {
-    setPlainTextBody(openForReading(PR_BODY).get(), false);
+    setPlainTextBody(openForReading(PR_BODY).get());
+  } else if (plainWanted && hasHtml) {
+    const ComPtr<IStream> plain = streamUtils::createStream();
+    htmlToPlain::convert(openForReading(htmlTag).get(), plain.get(), getULongOr(PR_INTERNET_CPID, 0));
+    streamUtils::rewind(plain.get());
+    setPlainTextBody(plain.get());
   }
-  if (!htmlWanted) {
-    return;
-  }
-  if (exists(PR_HTML)) {
-    setHtmlBody(openForReading(PR_HTML).get());
-  } else if (exists(PR_BODY_HTML_A)) {
-    setHtmlBody(openForReading(PR_BODY_HTML_A).get());
+  if (htmlWanted && hasHtml) {
+    setHtmlBody(openForReading(htmlTag).get());
   }
 }
 
-void NoteConvert::setPlainTextBody(IStream* stream, bool encoded) {
-  const mime::Encoding encoding = encoded ? mime::IET_ENCODED : mime::IET_UNICODE;
-  checkHResult(data().getMimeMessage()->SetTextBody(mime::TXT_PLAIN, encoding, lastBody_, stream, &lastBody_),
+void NoteConvert::setBodiesFromRtf() {
+  constexpr const char* kWhere = "toMime::NoteConvert::setBodiesFromRtf";
+  ComPtr<IStream> compressed;
+  ComPtr<IStream> decoded;
+  std::uint32_t codePage = 0;
+  const std::uint32_t kind = getRtfStreams(nullptr, compressed.put(), decoded.put(), &codePage);
+  const ComPtr<IStream> plain = streamUtils::createStream();
+  switch (kind) {
+    case MAPI_NATIVE_BODY_TYPE_RTF:
+      RichTextConvertor::rtfToUnicode(decoded.get(), plain.get());
+      break;
+    case MAPI_NATIVE_BODY_TYPE_HTML:
+      streamUtils::rewind(compressed.get());
+      RichTextConvertor::rtfToUnicode(unwrapRtf(compressed.get(), 0, codePage, nullptr).get(), plain.get());
+      break;
+    case MAPI_NATIVE_BODY_TYPE_PLAINTEXT:
+      // Not the bytes in the code page of the message, which may lack some of the text: what doesn't fit goes out as UTF-8.
+      streamUtils::rewind(compressed.get());
+      StreamConvertor::instance()->streamToStream(
+          kUtf8, kUtf16, unwrapRtf(compressed.get(), MAPI_NATIVE_BODY, kUtf8, nullptr).get(), plain.get());
+      break;
+    default:
+      throwHResult(E_FAIL, kSource.at(kWhere));
+  }
+  streamUtils::rewind(plain.get());
+  setPlainTextBody(plain.get());
+  if (kind == MAPI_NATIVE_BODY_TYPE_HTML) {
+    setHtmlBody(decoded.get());
+  }
+}
+
+void NoteConvert::setPlainTextBody(IStream* stream) {
+  checkHResult(data().getMimeMessage()->SetTextBody(mime::TXT_PLAIN, mime::IET_UNICODE, lastBody_, stream, &lastBody_),
                kSource.at("toMime::NoteConvert::setPlainTextBody"));
 }
 

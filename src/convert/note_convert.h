@@ -27,8 +27,11 @@ class NoteConvert : public MessageConvert {
   // Makes the text bodies that the editor format calls for.
   void setBodies();
   void setBodiesNormal(bool plainWanted, bool htmlWanted);
-  // `encoded`: bytes as they go out, else UTF-16.
-  void setPlainTextBody(IStream* stream, bool encoded);
+  // By what the compressed RTF was made from.
+  void setBodiesFromRtf();
+  // A stream of UTF-16.
+  void setPlainTextBody(IStream* stream);
+  // The bytes as they go out.
   void setHtmlBody(IStream* stream);
   // The charset of all text of the message. Throws E_FAIL for a code page that nobody knows.
   void setCharsetByCpId(std::uint32_t codePage);
