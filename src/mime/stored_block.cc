@@ -10,7 +10,7 @@ namespace nalvo::mime {
 namespace {
 
 // Multiparts whose parts hang together in a way of their own, which a list of parts does not have.
-constexpr std::string_view kOwnRules[] = {"alternative", "mixed", "related", "report", "signed"};
+constexpr std::string_view kOwnRules[] = {"alternative", "mixed", "related", "signed"};
 
 bool isPlainText(const Body& content) {
   return content.stream() != nullptr && content.attached == Attached::No && hasMediaType(content, "text", "plain");
@@ -47,8 +47,13 @@ bool holdsStoredType(const Body& root, const Body& content) {
       std::find(std::begin(kOwnRules), std::end(kOwnRules), stored.subtype) != std::end(kOwnRules)) {
     return false;
   }
-  return stored.subtype == "encrypted" ? isEncryptedPair(root.stored->type, content)
-                                       : now.isMultipart("mixed") || now.isMultipart("related");
+  if (stored.subtype == "encrypted") {
+    return isEncryptedPair(root.stored->type, content);
+  }
+  if (stored.subtype == "report") {
+    return now.isMultipart("mixed") && content.first != nullptr && content.first->attached == Attached::No;
+  }
+  return now.isMultipart("mixed") || now.isMultipart("related");
 }
 
 void loadRows(Body& body, Source& source) {

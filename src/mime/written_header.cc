@@ -160,7 +160,10 @@ class HeaderWriter {
       list = body_.stored->type;
       // The one attachment that is the message itself has a name for want of another.
       for (const Parameter& parameter : plan_.flattened == nullptr ? now.all() : std::vector<Parameter>()) {
-        list.set(parameter.name, parameter.wide);
+        const Parameter* stored = list.find(parameter.name);
+        if (stored == nullptr || parameter.name != "report-type" || !equalsIgnoreCase(stored->wide, parameter.wide)) {
+          list.set(parameter.name, parameter.wide);
+        }
       }
     }
     if (content_.isMultipart()) {

@@ -173,6 +173,30 @@ inline constexpr const NamedProperty& kXEnvelopeTo = detail::row(PS_INTERNET_HEA
 inline constexpr const NamedProperty& kXSpamLevel = detail::row(PS_INTERNET_HEADERS, u"X-Spam-Level");
 inline constexpr const NamedProperty& kXSpamStatus = detail::row(PS_INTERNET_HEADERS, u"X-Spam-Status");
 
+// Reports, on the message
+inline constexpr const NamedProperty& kReportingMta = detail::row(PSETID_SyncEngine, u"Reporting-MTA");
+inline constexpr const NamedProperty& kArrivalDate = detail::row(PSETID_SyncEngine, u"Arrival-Date");
+inline constexpr const NamedProperty& kOriginalEnvelopeId = detail::row(PSETID_SyncEngine, u"Original-Envelope-Id");
+inline constexpr const NamedProperty& kDsnGateway = detail::row(PSETID_SyncEngine, u"DSN-Gateway");
+inline constexpr const NamedProperty& kReceivedFromMta = detail::row(PSETID_SyncEngine, u"Received-From-MTA");
+inline constexpr const NamedProperty& kPlaintext = detail::row(PSETID_SyncEngine, u"Plaintext");
+inline constexpr const NamedProperty& kOriginalMessageHeaders =
+    detail::row(PSETID_SyncEngine, u"DSN-Report-Original-Message-Headers");
+inline constexpr const NamedProperty& kOriginalDeliveryStatus =
+    detail::row(PSETID_SyncEngine, u"DSN-Report-Original-Delivery-Status");
+inline constexpr const NamedProperty& kOriginalDispositionNotification =
+    detail::row(PSETID_SyncEngine, u"MDN-Report-Original-Disposition-Notification");
+// and on a recipient
+inline constexpr const NamedProperty& kOriginalRecipient = detail::row(PSETID_SyncEngine, u"Original-Recipient");
+inline constexpr const NamedProperty& kReportStatus = detail::row(PSETID_SyncEngine, u"Report-Status");
+inline constexpr const NamedProperty& kRemoteMta = detail::row(PSETID_SyncEngine, u"Remote-MTA");
+inline constexpr const NamedProperty& kFinalRecipient = detail::row(PSETID_SyncEngine, u"Final-Recipient");
+inline constexpr const NamedProperty& kDiagnosticCode = detail::row(PSETID_SyncEngine, u"Diagnostic-Code");
+inline constexpr const NamedProperty& kReportAction = detail::row(PSETID_SyncEngine, u"Action");
+inline constexpr const NamedProperty& kLastAttemptDate = detail::row(PSETID_SyncEngine, u"Last-Attempt-Date");
+inline constexpr const NamedProperty& kFinalLogId = detail::row(PSETID_SyncEngine, u"Final-Log-ID");
+inline constexpr const NamedProperty& kWillRetryUntil = detail::row(PSETID_SyncEngine, u"Will-Retry-Until");
+
 // Charset
 inline constexpr const NamedProperty& kInternetCharsetBody = detail::row(PSETID_Charset, u"Internet Charset Body");
 

@@ -20,7 +20,8 @@ const std::vector<std::string> kMayBeUnknown = {
     // the class of the message
     "IMapiAllocator::getAllocators", "getProp", "allocateBuffer", "allocateMore",
     // what the server does not tell
-    "IMimeFlags::hasAttachments", "IMimeFlags::getMessageSize", "IAddressBook::getEntryProp"};
+    "IMimeFlags::hasAttachments", "IMimeFlags::getMessageSize", "IAddressBook::getEntryProp",
+    "IConvertAttachment::getContentIdSource"};
 
 void expectClean(const host::SweepResult& result, std::size_t mostSwallowed) {
   for (const std::string& complaint : result.complaints) {
@@ -59,6 +60,44 @@ TEST(FaultSweep, NoteToMime) {
                 return caller.toMime(out.get());
               }),
               12);
+}
+
+constexpr std::string_view kDeliveryReport =
+    "From: m@example.org\nContent-Type: multipart/report; report-type=delivery-status; boundary=b\n\n--b\n\ntext\n"
+    "--b\nContent-Type: message/delivery-status\n\nReporting-MTA: dns; mx\n\nFinal-Recipient: rfc822; x@y\n"
+    "Action: failed\nStatus: 5.0.0\n\n--b\nContent-Type: text/rfc822-headers\n\nSubject: s\n--b--\n";
+constexpr std::string_view kReadReport =
+    "From: m@example.org\nContent-Type: multipart/report; report-type=disposition-notification; boundary=b\n\n--b\n\n"
+    "text\n--b\nContent-Type: message/disposition-notification\n\nDisposition: a; displayed\n--b--\n";
+
+TEST(FaultSweep, ReportsToMapi) {
+  for (const std::string_view mail : {kDeliveryReport, kReadReport}) {
+    expectClean(host::faultSweep([&](const host::HostContextPtr& context, const std::function<void()>& arm) {
+                  Caller caller(context);
+                  const ComPtr<IStream> source = caller.stream(crLf(mail));
+                  arm();
+                  return caller.toMapi(source.get());
+                }),
+                12);
+  }
+}
+
+TEST(FaultSweep, ReportsToMime) {
+  for (const std::string_view mail : {kDeliveryReport, kReadReport, std::string_view()}) {
+    expectClean(host::faultSweep([&](const host::HostContextPtr& context, const std::function<void()>& arm) {
+                  Caller caller(context);
+                  if (mail.empty()) {
+                    caller.set(PR_MESSAGE_CLASS, u"Report.IPM.Note.NDR");
+                    caller.addRecipient(1, u"Bob", u"SMTP", "bob@example.com");
+                  } else {
+                    EXPECT_EQ(caller.toMapi(caller.stream(crLf(mail)).get()), S_OK);
+                  }
+                  const ComPtr<IStream> out = caller.stream();
+                  arm();
+                  return caller.toMime(out.get());
+                }),
+                12);
+  }
 }
 
 TEST(Exports, RefuseWhatTheyCantDoWithout) {
