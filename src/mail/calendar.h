@@ -6,7 +6,7 @@
 namespace nalvo::mail {
 
 // The fields of a date, by the numbers that recurrence rules use for their lists.
-enum DateField : int {
+enum DateField : std::uint8_t {
   kYear,
   kMonth,     // 1 to 12
   kWeek,      // of the year

@@ -299,6 +299,7 @@ bool HeaderLex::decode(std::string& text, bool quotedPrintable, bool keepBacksla
   if (decoded && keepBackslashes) {
     text = resolveKept(text);
   }
+  text.erase(text.find_last_not_of('\0') + 1);
   // Carriage returns aren't written, so a blank behind them would be the first character of the written value.
   const std::size_t start = text.find_first_not_of(" \t\r");
   if (start == std::string::npos) {
@@ -321,9 +322,6 @@ bool HeaderLex::readValue(std::string& out, bool quotedPrintable, bool keepBacks
   skipOver(':');
   if (!skipBlanks() || !readRaw(out, quotedPrintable, keepBackslashes)) {
     return false;
-  }
-  if (out.back() == '\0') {
-    out.pop_back();
   }
   return decode(out, quotedPrintable, keepBackslashes, charset.empty() ? std::string_view(charset_) : charset);
 }

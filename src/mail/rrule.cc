@@ -288,6 +288,9 @@ RRule::RRule(std::string_view text) {
   Parser parser(*this);
   parser.parse(text);
   valid = freq != kNoFrequency && (!parser.hadSetPos() || parser.hadList());
+  if (std::all_of(by.begin(), by.end(), [](const auto& list) { return list.empty(); })) {
+    bySetPos.clear();  // no item of the lists could be read, and positions alone can't be written
+  }
 }
 
 std::string RRule::toString() const {

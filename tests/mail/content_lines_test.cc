@@ -116,7 +116,7 @@ TEST(ContentLines, ValuesAreUnfoldedAndDecoded) {
       {"soft line breaks", "NOTE;ENCODING=QUOTED-PRINTABLE:a=\r\nb=C3=\r\n=A9\r\nX:c\r\n", "ab\u00E9"},
       {"a fold behind a soft break", "NOTE;QUOTED-PRINTABLE:a=\r\n  b=3D\r\n", "a b="},
       {"no soft breaks elsewhere", "NOTE:a=\r\nX:b\r\n", "a="},
-      {"a NUL at the end", "NOTE:ab\0\r\n"s, "ab"},
+      {"NUL at the end", "NOTE:a\0b\0\0\r\n"s, "a\0b"s},
       {"nothing but a NUL", "NOTE:\0\r\n"s, ""},
       {"encoded word", "SUMMARY:=?utf-8?Q?a?=\r\n", "a"},
       {"encoded words inside of encoded words", "SUMMARY:=?utf-8?B?PT91dGYtOD9RP2E/PQ==?=\r\n", "a"},

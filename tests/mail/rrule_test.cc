@@ -40,6 +40,7 @@ TEST(RRule, PrintsWhatItRead) {
       {"each value once", "FREQ=MONTHLY;BYDAY=MO,MO,1MO;BYMONTHDAY=1,1", "FREQ=MONTHLY;BYMONTHDAY=1;BYDAY=MO,1MO"},
       {"what can't match", "FREQ=YEARLY;BYMONTH=0,13,5;BYHOUR=99,98", "FREQ=YEARLY;BYMONTH=5;BYHOUR=99"},
       {"bad and empty items", "FREQ=WEEKLY;BYDAY=MO,XX,TU,", "FREQ=WEEKLY;BYDAY=MO,TU"},
+      {"positions in lists of bad items", "FREQ=WEEKLY;BYDAY=XX;BYSETPOS=1", "FREQ=WEEKLY"},
       {"unknown keys", "FREQ=DAILY;X-A=1;B;=;SKIP=OMIT", "FREQ=DAILY"},
       {"numbers too big", "FREQ=DAILY;COUNT=99999999999", "FREQ=DAILY;COUNT=2147483647"},
       {"unknown frequency", "FREQ=FOO;COUNT=3", ""},
