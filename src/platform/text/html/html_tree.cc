@@ -9,12 +9,16 @@
 
 namespace nalvo::html {
 
-struct Tree::Parsed {
-  struct Destroy {
-    void operator()(GumboOutput* output) const { gumbo_destroy_output(&kGumboDefaultOptions, output); }
-  };
+namespace {
 
-  std::unique_ptr<GumboOutput, Destroy> output;
+struct DestroyOutput {
+  void operator()(GumboOutput* output) const { gumbo_destroy_output(&kGumboDefaultOptions, output); }
+};
+
+}  // namespace
+
+struct Tree::Parsed {
+  std::unique_ptr<GumboOutput, DestroyOutput> output;
   std::deque<std::string> names;  // of elements that the parser does not know
 };
 
