@@ -99,6 +99,7 @@ TEST(RtfReader, BytesAreInTheCodePageOfTheirFont) {
       {"a character of two bytes, one as it is", R"({\rtf1 FONTS\f3\'83A\'83\b\'42})", u"アィ"},
       {"half a character", R"({\rtf1 FONTS\f4\'b0\f0 a})", u"\uFFFDa"},
       {"UTF-8 bytes", "{\\rtf1\\ansicpg65001 \\'c3\\'a4\xC3\xA4}", u"ää"},
+      {"UTF-8 in name alone", R"({\rtf1\ansicpg65001 \'a0\par x})", u"\u00A0\r\nx"},
       {"a symbol", R"({\rtf1 FONTS\f2\'b7\u-3913 ?})", u"··"},
       {"a font table without groups", R"({\rtf1{\fonttbl\f0\fcharset0 A;\f1\fcharset204 B;}\f1\'e4})", u"д"},
   };

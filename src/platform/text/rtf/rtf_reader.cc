@@ -374,10 +374,14 @@ void RtfReader::addBytes(std::string_view bytes) {
     flushBytes();
     bytesPage_ = here;
   }
-  bytes_.append(bytes);
-  if (bytes_.size() > kMostBytes) {
+  // Cut at the same places whatever the pieces are.
+  while (bytes_.size() + bytes.size() > kMostBytes) {
+    const std::size_t taken = kMostBytes - bytes_.size();
+    bytes_.append(bytes.substr(0, taken));
+    bytes.remove_prefix(taken);
     convertBytes(false);
   }
+  bytes_.append(bytes);
 }
 
 void RtfReader::flushBytes() {
@@ -391,7 +395,9 @@ void RtfReader::convertBytes(bool complete) {
   if (!inConverter_ && isAscii(bytes_)) {
     text.assign(bytes_.begin(), bytes_.end());
   } else {
-    const CodePage page = bytesPage_ == kRtfSymbolPage ? kAnsiCodePage : bytesPage_;
+    // Writers that name UTF-8 as their page still write single bytes of Windows-1252.
+    const bool noUtf8 = bytesPage_ == kUtf8 && complete && !inConverter_ && !isValidUtf8(bytes_);
+    const CodePage page = bytesPage_ == kRtfSymbolPage || noUtf8 ? kAnsiCodePage : bytesPage_;
     auto& converter = converters_[page];
     if (!converter) {
       converter = TextConverter::open(page, kUtf16);
