@@ -384,17 +384,33 @@ class ParameterWriter {
   std::size_t column_;
 };
 
-void writeExtended(const Parameter& parameter, const Charset& charset, ParameterWriter& writer) {
-  const std::string head = std::string(charset.name) + "''";
+// The codes of each character. `bytes` has one byte for each or is UTF-8.
+std::vector<std::string> codesOf(std::string_view bytes, bool isUtf8) {
   std::vector<std::string> codes;
-  for (const char c : encodeText(parameter.wide, charset.codePage)) {
+  for (const char c : bytes) {
     const auto byte = static_cast<unsigned char>(c);
+    if (codes.empty() || !isUtf8 || (byte & 0xC0) != 0x80) {
+      codes.emplace_back();
+    }
     if (isTokenChar(c) && kExtendedSpecials.find(c) == kNowhere) {
-      codes.emplace_back(1, c);
+      codes.back() += c;
     } else {
-      codes.push_back({'%', kHexDigits[byte >> 4], kHexDigits[byte & 15]});
+      codes.back().append({'%', kHexDigits[byte >> 4], kHexDigits[byte & 15]});
     }
   }
+  return codes;
+}
+
+// Parts end between characters, since some readers decode each part alone.
+void writeExtended(const Parameter& parameter, const Charset& given, ParameterWriter& writer) {
+  std::string bytes = encodeText(parameter.wide, given.codePage);
+  const bool isUtf8 = given.codePage == kUtf8 || bytes.size() != parameter.wide.size();
+  const Charset& charset = isUtf8 ? *findCodePage(kUtf8) : given;
+  if (isUtf8 && given.codePage != kUtf8) {
+    bytes = encodeText(parameter.wide, kUtf8);
+  }
+  const std::string head = std::string(charset.name) + "''";
+  const std::vector<std::string> codes = codesOf(bytes, isUtf8);
   std::string whole = head;
   for (const std::string& code : codes) {
     whole += code;

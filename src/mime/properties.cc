@@ -129,6 +129,19 @@ std::uint32_t leadingNumber(std::string_view text, std::string_view header) {
   return static_cast<std::uint32_t>(number);
 }
 
+constexpr std::string_view kIdRows[] = {"Message-ID", "In-Reply-To", "References"};
+
+// An id is no text: blanks around it and control characters say nothing, and encoded words would make it another one.
+bool isIdRow(std::string_view name) {
+  return std::any_of(std::begin(kIdRows), std::end(kIdRows),
+                     [name](std::string_view row) { return equalsIgnoreCase(row, name); });
+}
+
+std::u16string idOf(std::u16string text) {
+  std::erase_if(text, [](char16_t c) { return c < 0x20 && c != u'\t'; });
+  return std::u16string(trim(text));
+}
+
 std::u16string wideOf(const PROPVARIANT& value) {
   switch (value.vt) {
     case VT_LPWSTR:
@@ -168,6 +181,9 @@ bool readsAs(const Body& body, const HeaderRow& row, const PROPVARIANT& value) {
   if (equalsIgnoreCase(row.name, "Importance") || equalsIgnoreCase(row.name, "X-MSMail-Priority")) {
     return equalsIgnoreCase(now, wanted);
   }
+  if (isIdRow(row.name)) {
+    return idOf(now) == idOf(wanted);
+  }
   return now == wanted;
 }
 
@@ -176,6 +192,12 @@ RowValue rowValueOf(std::string_view name, const PROPVARIANT& value) {
   if (addressKindOf(name) != 0) {
     const Charset* utf8 = findCodePage(kUtf8);
     return parseAddressList(wideToUtf8(text), utf8);
+  }
+  if (isIdRow(name)) {
+    text = idOf(std::move(text));
+    if (isAscii(text)) {
+      return NarrowValue{wideToAnsi(text)};
+    }
   }
   if (value.vt == VT_LPSTR && value.pszVal != nullptr && isAscii(std::string_view(value.pszVal))) {
     return NarrowValue{value.pszVal};

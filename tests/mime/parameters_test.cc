@@ -124,6 +124,27 @@ TEST(ParameterList, LongValuesAreSplitWithinTheLimit) {
   EXPECT_EQ(back.find("name")->wide, std::u16string(100, u'x'));
 }
 
+TEST(ParameterList, PartsEndBetweenCharacters) {
+  for (const char* charset : {"utf-8", "iso-8859-1", "shift_jis", "gb18030"}) {
+    ParameterList list;
+    list.setWord("attachment");
+    list.set("filename", std::u16string(60, u'\u65E5') + u"\U0001F600");
+    const std::string written = list.write(findCharset(charset), {21});
+    std::size_t parts = 0;
+    for (std::size_t at = written.find("*="); at != std::string::npos; at = written.find("*=", at + 2), ++parts) {
+      const std::size_t start = written.find("%", at);
+      const std::size_t end = written.find_first_of(";\r", start);
+      EXPECT_EQ((std::min(end, written.size()) - start) % 3, 0U);
+      std::string bytes;
+      for (std::size_t code = start; code < std::min(end, written.size()); code += 3) {
+        bytes += static_cast<char>(std::stoi(written.substr(code + 1, 2), nullptr, 16));
+      }
+      EXPECT_TRUE(isValidUtf8(bytes)) << charset << " part " << parts;
+    }
+    EXPECT_GT(parts, 3U);
+  }
+}
+
 TEST(ParameterList, ChangesInPlace) {
   ParameterList list = ParameterList::parse("text/plain; charset=x; name=y", nullptr);
   list.set("CHARSET", u"utf-8");

@@ -140,6 +140,17 @@ TEST(MimeProperties, NothingThatIsSetMakesARowOfItsOwn) {
   EXPECT_EQ("mixed[octet-stream]", again.tree());
 }
 
+TEST(MimeProperties, IdsAreNoText) {
+  Mail mail;
+  mail.set(HeaderId::MessageId, u"\t<1@x>\r\n");
+  mail.set("In-Reply-To", u" <0@x> ");
+  EXPECT_EQ("Message-ID: <1@x>\r\nIn-Reply-To: <0@x>\r\n\r\n", mail.save());
+  const std::string text = "Message-ID:  <1@x>\r\n\r\n";
+  Mail stored(text);
+  stored.set(HeaderId::MessageId, u"\t<1@x>");
+  EXPECT_EQ(text, stored.save());
+}
+
 TEST(MimeProperties, LongRowsAreFolded) {
   Mail mail;
   mail.setText(TXT_PLAIN, "x");
