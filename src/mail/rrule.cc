@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <charconv>  // from_chars
-#include <optional>
+#include <cstdlib>   // abs
+#include <limits>
 
 #include "platform/text/text.h"
 
@@ -63,52 +64,45 @@ void forEachPiece(std::string_view text, std::string_view separators, Take take)
   }
 }
 
-// Collects a list: each value once, and one that never matches only when there is no other, so that the rule still gives
+bool canMatch(const ListKey& key, int entry) {
+  const int value = key.field == kWeekday ? ordinalOf(entry) : entry;
+  return std::abs(value) >= key.lowest && std::abs(value) <= key.highest;
+}
+
+// Adds an entry that isn't there. One that never matches stays only when there is no other, so that the rule still gives
 // nothing then.
-class ListBuilder {
- public:
-  explicit ListBuilder(std::vector<int>& list) : list_(list) {}
-  ~ListBuilder() {
-    if (list_.empty() && impossible_) {
-      list_.push_back(*impossible_);
+void addEntry(std::vector<int>& list, const ListKey& key, int entry) {
+  if (!canMatch(key, entry)) {
+    if (list.empty()) {
+      list.push_back(entry);
     }
+    return;
   }
-  ListBuilder(const ListBuilder&) = delete;
-  ListBuilder& operator=(const ListBuilder&) = delete;
-
-  void add(const ListKey& key, int value) { add(value, value, key); }
-  void addDay(const ListKey& key, int ordinal, int weekday) {
-    constexpr int kMostWritten = 9999;
-    add(dayEntry(std::clamp(ordinal, -kMostWritten, kMostWritten), weekday), ordinal, key);
+  if (list.size() == 1 && !canMatch(key, list.front())) {
+    list.clear();
   }
-
- private:
-  void add(int entry, int measured, const ListKey& key) {
-    const bool possible = measured <= key.highest && measured >= -key.highest && std::abs(measured) >= key.lowest;
-    if (!possible) {
-      impossible_ = impossible_.value_or(entry);
-    } else if (std::find(list_.begin(), list_.end(), entry) == list_.end()) {
-      list_.push_back(entry);
-    }
+  if (std::find(list.begin(), list.end(), entry) == list.end()) {
+    list.push_back(entry);
   }
+}
 
-  std::vector<int>& list_;
-  std::optional<int> impossible_;
-};
+void addDay(std::vector<int>& list, const ListKey& key, int ordinal, int weekday) {
+  constexpr int kMostWritten = 9999;
+  addEntry(list, key, dayEntry(std::clamp(ordinal, -kMostWritten, kMostWritten), weekday));
+}
 
 DateTime dateOf(std::string_view text) { return DateTime::parseAsUtc(text); }
 
 void parseList(std::string_view text, const ListKey& key, std::vector<int>& list) {
-  ListBuilder builder(list);
   forEachPiece(text, ",", [&](std::string_view item) {
     if (key.field != kWeekday) {
-      builder.add(key, numberOf(item));
+      addEntry(list, key, numberOf(item));
       return;
     }
     const bool hasOrdinal = !item.empty() && (item[0] == '+' || item[0] == '-' || (item[0] >= '0' && item[0] <= '9'));
     const auto name = std::find_if(item.begin(), item.end(), [](char c) { return static_cast<unsigned char>(c) >= 'A'; });
     if (const int weekday = weekdayOf(item.substr(static_cast<std::size_t>(name - item.begin())))) {
-      builder.addDay(key, hasOrdinal ? numberOf(item) : 0, weekday);
+      addDay(list, key, hasOrdinal ? numberOf(item) : 0, weekday);
     }
   });
 }
@@ -227,7 +221,7 @@ class OldParser {
 
   void add(int number) {
     if (word_.numbers != kYear) {
-      ListBuilder(rule_.by[word_.numbers]).add(listOf(word_.numbers), number);
+      addEntry(rule_.by[word_.numbers], listOf(word_.numbers), number);
     }
   }
 
@@ -251,7 +245,7 @@ class OldParser {
     } else if (item == "LD" && word_.numbers == kMonthDay) {
       add(-1);
     } else if (const int weekday = weekdayOf(item); weekday != 0 && word_.weekdays) {
-      ListBuilder(rule_.by[kWeekday]).addDay(listOf(kWeekday), ordinal_, weekday);
+      addDay(rule_.by[kWeekday], listOf(kWeekday), ordinal_, weekday);
     }
     return true;
   }

@@ -39,6 +39,7 @@ TEST(RRule, PrintsWhatItRead) {
       {"plus signs and blanks in ordinals", "FREQ=MONTHLY;BYDAY=+1 MO,-2 FR", "FREQ=MONTHLY;BYDAY=1MO,-2FR"},
       {"each value once", "FREQ=MONTHLY;BYDAY=MO,MO,1MO;BYMONTHDAY=1,1", "FREQ=MONTHLY;BYMONTHDAY=1;BYDAY=MO,1MO"},
       {"what can't match", "FREQ=YEARLY;BYMONTH=0,13,5;BYHOUR=99,98", "FREQ=YEARLY;BYMONTH=5;BYHOUR=99"},
+      {"what can't match, in a key of its own", "FREQ=YEARLY;BYMONTH=13;BYMONTH=5", "FREQ=YEARLY;BYMONTH=5"},
       {"bad and empty items", "FREQ=WEEKLY;BYDAY=MO,XX,TU,", "FREQ=WEEKLY;BYDAY=MO,TU"},
       {"positions in lists of bad items", "FREQ=WEEKLY;BYDAY=XX;BYSETPOS=1", "FREQ=WEEKLY"},
       {"unknown keys", "FREQ=DAILY;X-A=1;B;=;SKIP=OMIT", "FREQ=DAILY"},
