@@ -1,6 +1,7 @@
 #include "mail/content_lines.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "platform/text/text.h"
 #include "text/charset_converter.h"
@@ -21,6 +22,9 @@ bool isAsciiSuperset(std::string_view charset) {
   const Charset* row = utils::charsetFor(charset);
   return row != nullptr && row->asciiSuperset() && !utils::isUtf7Imap(charset);
 }
+
+// What ends a parameter value that isn't quoted.
+constexpr bool isDelimiter(char c) { return c == ':' || c == ';' || c == ','; }
 
 // What an escape of a value stands for; 0 for one that isn't a control character.
 char controlOf(char c) {
@@ -88,7 +92,9 @@ HeaderLex::HeaderLex(std::string_view charset, bool backslashEscapes) : backslas
 
 void HeaderLex::beginLine(std::size_t begin) {
   position_ = begin;
-  lineEnd_ = std::min(line_.find_first_of("\r\n", begin), line_.size());
+  lineEnd_ = std::min(line_.find('\n', begin), line_.size());
+  const void* cr = std::memchr(line_.data() + begin, '\r', lineEnd_ - begin);
+  lineEnd_ = cr != nullptr ? static_cast<std::size_t>(static_cast<const char*>(cr) - line_.data()) : lineEnd_;
 }
 
 // "=" as the last character of a physical line.
@@ -151,15 +157,25 @@ bool HeaderLex::skipRest() {
   return any;
 }
 
-// Letters, digits and "-", which are the same in every charset of mail.
-std::string HeaderLex::takeToken() {
-  std::string token;
+// Appends all up to a character that `stops`, or to the end of the logical line.
+template <typename Stops>
+void HeaderLex::take(std::string& out, bool quotedPrintable, Stops stops) {
   char c = 0;
-  while (peekChar(c) && isNameChar(c)) {
-    token.push_back(c);
-    ++position_;
+  while (peekChar(c, quotedPrintable) && !stops(c)) {
+    // A run of the physical line at once. A "=" at its end may join lines, so each is asked about.
+    std::size_t end = position_ + 1;
+    while (end < lineEnd_ && !stops(line_[end]) && !(quotedPrintable && line_[end] == '=')) {
+      ++end;
+    }
+    out.append(line_, position_, end - position_);
+    position_ = end;
   }
-  return token;
+}
+
+// Letters, digits and "-", which are the same in every charset of mail.
+void HeaderLex::takeToken(std::string& out) {
+  out.clear();
+  take(out, false, [](char c) { return !isNameChar(c); });
 }
 
 bool HeaderLex::readName(std::string& out) {
@@ -172,7 +188,7 @@ bool HeaderLex::readName(std::string& out) {
   lineEnded_ = false;
   hadParams_ = false;
   skipBlanks();
-  out = takeToken();
+  takeToken(out);
   return !out.empty();
 }
 
@@ -181,31 +197,15 @@ bool HeaderLex::readParamName(std::string& out) {
   if (skipOver(';')) {
     skipBlanks();
   }
-  out = takeToken();
+  takeToken(out);
   hadParams_ = hadParams_ || !out.empty();
   return !out.empty();
 }
 
 // Up to the closing quote. False when it is missing.
 bool HeaderLex::readQuoted(std::string& out) {
-  char c = 0;
-  while (peekChar(c)) {
-    ++position_;
-    if (c == '"') {
-      return true;
-    }
-    out.push_back(c);
-  }
-  return false;
-}
-
-void HeaderLex::readUnquoted(std::string& out) {
-  constexpr std::string_view kDelimiters = ":;,";
-  char c = 0;
-  while (peekChar(c) && kDelimiters.find(c) == std::string_view::npos) {
-    ++position_;
-    out.push_back(c);
-  }
+  take(out, false, [](char c) { return c == '"'; });
+  return skipOver('"');
 }
 
 bool HeaderLex::readParamValues(std::vector<std::string>& values) {
@@ -230,7 +230,7 @@ bool HeaderLex::readParamValues(std::vector<std::string>& values) {
         break;
       }
     } else {
-      readUnquoted(value);
+      take(value, false, isDelimiter);
     }
     if (value.empty()) {
       break;
@@ -247,13 +247,7 @@ bool HeaderLex::readRaw(std::string& out, bool quotedPrintable, bool keepBacksla
   char c = 0;
   while (peekChar(c, quotedPrintable)) {
     if (c != '\\' || !backslashEscapes_) {
-      // All up to what may mean something at once.
-      std::size_t end = position_ + 1;
-      while (end < lineEnd_ && line_[end] != '\\' && line_[end] != '=') {
-        ++end;
-      }
-      out.append(line_, position_, end - position_);
-      position_ = end;
+      take(out, quotedPrintable, [this](char next) { return next == '\\' && backslashEscapes_; });
       continue;
     }
     ++position_;
@@ -305,7 +299,7 @@ bool HeaderLex::decode(std::string& text, bool quotedPrintable, bool keepBacksla
   if (start == std::string::npos) {
     return false;
   }
-  if (text.find_first_of(kSpaceTab) < start) {
+  if (std::string_view(text).substr(0, start).find_first_of(kSpaceTab) != std::string_view::npos) {
     text.erase(0, start);
   }
   return true;
@@ -389,27 +383,33 @@ void foldValue(std::string_view text, std::string& out, bool structured) {
   constexpr int kFirstLine = 56;
   constexpr int kNextLines = 76;
   int budget = kFirstLine;
-  for (const char c : text) {
+  std::size_t written = 0;  // what lies in front of it stands in `out`
+  const auto writeUpTo = [&](std::size_t end) {
+    out.append(text.substr(written, end - written));
+    written = end;
+  };
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
     // It leaves no trace, or the value would be folded otherwise once it has been read again.
     if (c == '\r') {
+      writeUpTo(i);
+      ++written;
       continue;
     }
     const bool startsCharacter = (static_cast<unsigned char>(c) & 0xC0) != 0x80;
     if (budget < 1 && startsCharacter) {
+      writeUpTo(i);
       out.append("\r\n ");
       budget = kNextLines;
     }
     --budget;
-    if (c == '\t') {
-      out.append("\\t");
-    } else if (c == '\n') {
-      out.append("\\n");
-    } else if (c == '\\' && !structured) {
-      out.append("\\\\");
-    } else {
-      out.push_back(c);
+    if (c == '\t' || c == '\n' || (c == '\\' && !structured)) {
+      writeUpTo(i);
+      out.append(c == '\t' ? "\\t" : c == '\n' ? "\\n" : "\\\\");
+      ++written;
     }
   }
+  writeUpTo(text.size());
 }
 
 }  // namespace nalvo::mail

@@ -65,10 +65,11 @@ class HeaderLex {
   bool skipBlanks();
   bool skipRest();
   bool skipOver(char c);
-  std::string takeToken();
+  template <typename Stops>
+  void take(std::string& out, bool quotedPrintable, Stops stops);
+  void takeToken(std::string& out);
   bool readRaw(std::string& out, bool quotedPrintable, bool keepBackslashes);
   bool readQuoted(std::string& out);
-  void readUnquoted(std::string& out);
   bool decode(std::string& text, bool quotedPrintable, bool keepBackslashes, std::string_view charset) const;
 
   std::string charset_;
