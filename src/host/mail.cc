@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "diagnostics/hresult_exception.h"
+#include "host/exact_mail.h"
+#include "host/hidden_values.h"
 #include "host/host_allocator.h"
 #include "mime/mime.h"
 #include "mime/mime_utils.h"
@@ -62,6 +64,97 @@ ComPtr<MemoryFlags> flagsOf(mime::IMimeMessage* mail, const HostContextPtr& cont
   return flags;
 }
 
+// What the messages carry is theirs only while they are written.
+class CarriedScope {
+ public:
+  explicit CarriedScope(MemoryMessage& message) : messages_(messagesOf(message)) {}
+  ~CarriedScope() { drop(); }
+  CarriedScope(const CarriedScope&) = delete;
+  CarriedScope& operator=(const CarriedScope&) = delete;
+
+  void give(const CarriedTree& tree) {
+    for (MemoryMessage* message : messages_) {
+      const auto carried = tree.find(message);
+      if (carried != tree.end()) {
+        giveCarried(*message, carried->second);
+      }
+    }
+  }
+  void drop() {
+    for (MemoryMessage* message : messages_) {
+      dropCarried(*message);
+    }
+  }
+  CarriedTree plan() const {
+    CarriedTree tree;
+    for (const MemoryMessage* message : messages_) {
+      if (CarriedLayer layer = planCarried(*message); !layer.empty()) {
+        tree[message].push_back(std::move(layer));
+      }
+    }
+    return tree;
+  }
+
+ private:
+  std::vector<MemoryMessage*> messages_;
+};
+
+// Messages inside others come first, since a guard may ask for what they are.
+void putBackCarried(MemoryMessage& message, bool trustOuter, bool trustInner) {
+  const std::vector<MemoryMessage*> messages = messagesOf(message);
+  for (auto one = messages.rbegin(); one != messages.rend(); ++one) {
+    const std::optional<Carried> carried = takeCarried(**one);
+    if (carried && (*one == &message ? trustOuter : trustInner)) {
+      apply(*carried, **one);
+    }
+  }
+}
+
+// Converts into an empty `file`. What would fail the whole mail is told and passed over.
+void convert(MemoryMessage* message, IAnnotations* annotations, DWORD word, ILog* log, MailFile& file) {
+  const auto allocator = makeCom<HostAllocator>(message->context());
+  const std::vector<MemoryMessage*> messages = messagesOf(*message);
+  HiddenValues hidden;
+  file.warnings.clear();
+  hidden.hideUnknownCodePages(messages, file.warnings);
+  const auto run = [&] {
+    file.mail = streamUtils::createStream();
+    return mapiToMime(message, annotations, file.mail.get(), file.flags.get(), allocator.get(), word, nullptr, log);
+  };
+  HRESULT hr = run();
+  if (hr == MAPI_E_CORRUPT_DATA && hidden.hideDamagedRtf(messages, file.warnings)) {
+    hr = run();
+  }
+  checkHResult(hr, kSource.at("host::writeMail"));
+  tellNamelessOriginators(*message, file.warnings);
+}
+
+// Two moments at which a mail may be read; what it becomes must not depend on it.
+constexpr FILETIME kOneMoment{0, 0x01D00000};
+constexpr FILETIME kAnotherMoment{0, 0x01D80000};
+
+void writeExact(MemoryMessage* message, ILog* log, MailFile& file) {
+  CarriedScope scope(*message);
+  CarriedTree tree = scope.plan();
+  std::vector<std::string> lost;
+  const auto goThereAndBack = [&](FILETIME moment, CarriedTree* differences) {
+    scope.give(tree);
+    convert(message, nullptr, CONVERT_TO_ATTACHMENT, log, file);
+    scope.drop();
+    const ComPtr<MemoryMessage> back = readMail(file.mail.get(), message->context(), moment, nullptr);
+    lost = addDifferences(*message, *back, differences);
+  };
+  goThereAndBack(kOneMoment, &tree);
+  if (lost.empty()) {
+    goThereAndBack(kAnotherMoment, nullptr);
+  }
+  if (!lost.empty()) {
+    const std::string told = "does not come back exactly: " + lost.front();
+    throwHResult(MAPI_E_NO_SUPPORT, kSource.at("host::writeExact"), told.c_str());
+  }
+  streamUtils::rewind(file.mail.get());
+}
+
 }  // namespace
 
 ComPtr<MemoryMessage> readMail(const MailFile& file, const HostContextPtr& context, FILETIME fallback, bool trustXMapi,
@@ -92,31 +185,36 @@ ComPtr<MemoryMessage> readMail(const MailFile& file, const HostContextPtr& conte
   checkHResult(mimeToMapi(annotations.get(), stream, flags.get(), message.get(), allocator.get(),
                           useXMapi ? CONVERT_FROM_ATTACHMENT : CONVERT_NORMAL, log),
                kSource.at(kWhere));
+  checkHResult(message->saveChanges(), kSource.at(kWhere));
+  putBackCarried(*message, file.annotations.has_value() || useXMapi, trustXMapi);
   return message;
 }
 
 ComPtr<MemoryMessage> readMail(IStream* mail, const HostContextPtr& context, FILETIME fallback, ILog* log) {
-  return readMail(MailFile{ComPtr<IStream>::retain(mail), {}, {}}, context, fallback, true, log);
+  return readMail(MailFile{ComPtr<IStream>::retain(mail)}, context, fallback, true, log);
 }
 
 MailFile writeMail(MemoryMessage* message, MailForm form, ILog* log) {
-  constexpr const char* kWhere = "host::writeMail";
   const HostContextPtr& context = message->context();
   const ScopedContext allocations(context.get());
-  const auto allocator = makeCom<HostAllocator>(context);
   MailFile file;
-  file.mail = streamUtils::createStream();
-  if (form != MailForm::Store) {
-    checkHResult(mapiToMime(message, nullptr, file.mail.get(), nullptr, allocator.get(),
-                            form == MailForm::Wire ? CONVERT_FOR_SEND : CONVERT_TO_ATTACHMENT, nullptr, log),
-                 kSource.at(kWhere));
+  if (form == MailForm::Exact) {
+    writeExact(message, log, file);
+    return file;
+  }
+  if (form == MailForm::Wire) {
+    convert(message, nullptr, CONVERT_FOR_SEND, log, file);
+    return file;
+  }
+  CarriedScope scope(*message);
+  scope.give(scope.plan());
+  if (form == MailForm::Lossless) {
+    convert(message, nullptr, CONVERT_TO_ATTACHMENT, log, file);
     return file;
   }
   const auto annotations = makeCom<MemoryAnnotations>(context);
   file.flags = makeCom<MemoryFlags>(context);
-  checkHResult(mapiToMime(message, annotations.get(), file.mail.get(), file.flags.get(), allocator.get(), CONVERT_NORMAL,
-                          nullptr, log),
-               kSource.at(kWhere));
+  convert(message, annotations.get(), CONVERT_NORMAL, log, file);
   file.annotations = annotations->entries();
   return file;
 }

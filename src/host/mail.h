@@ -2,6 +2,8 @@
 #pragma once
 
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "host/caller_objects.h"
 #include "host/memory_objects.h"
@@ -11,6 +13,7 @@ namespace nalvo::host {
 // What a message becomes.
 enum class MailForm {
   Lossless,  // one mail that holds all; what MIME can't hold travels in X-MAPI
+  Exact,     // the same, and what even that would drop or alter; proven by reading it back
   Wire,      // as it would be sent
   Store,     // as on a server: a mail with annotations and flags beside it
 };
@@ -19,19 +22,23 @@ enum class MailForm {
 struct MailFile {
   ComPtr<IStream> mail;  // at offset 0
   // Of the form Store.
-  std::optional<MemoryAnnotations::Entries> annotations;
-  ComPtr<MemoryFlags> flags;
+  std::optional<MemoryAnnotations::Entries> annotations = {};
+  ComPtr<MemoryFlags> flags = {};
+  // What its reader should know of a mail that was written: values that were passed over, one line each.
+  std::vector<std::string> warnings = {};
 };
 
-// Reads a mail into a new message. Annotations and flags beside it are taken when they are there, else what X-MAPI brings
-// when that header is there and `trustXMapi`. A mail without flags counts as read and as arrived when its first Received row
-// says, else its Date, else at `fallback` (UTC).
-// Throws the export's code; `log` (may be null) has the text.
+// Reads a mail into a new message. What the mail carries beside it is put back where it comes from X-MAPI that is trusted or
+// from annotations, and is never left in the message. Annotations and flags beside it are taken when they are there, else
+// what X-MAPI brings when that header is there and `trustXMapi`. A mail without flags counts as read and as arrived when its
+// first Received row says, else its Date, else at `fallback` (UTC). Throws the export's code; `log` (may be null) has the
+// text.
 ComPtr<MemoryMessage> readMail(const MailFile& file, const HostContextPtr& context, FILETIME fallback, bool trustXMapi,
                                ILog* log);
 ComPtr<MemoryMessage> readMail(IStream* mail, const HostContextPtr& context, FILETIME fallback, ILog* log);
 
-// Throws likewise.
+// All forms but Wire carry what a mail would drop or alter; see carried.h. Throws likewise, and for the form Exact
+// MAPI_E_NO_SUPPORT, with a text that tells what, when something does not come back bit by bit.
 MailFile writeMail(MemoryMessage* message, MailForm form, ILog* log);
 
 // The files beside a mail: [{"name", "value"}], and the flags as an object. Reading throws nlohmann::json::exception for

@@ -84,6 +84,10 @@ class MemoryMessage final : public MemoryObject<IConvertMessage> {
   void reserved19() noexcept override {}
   HRESULT getAddressBook(IAddressBook** out) noexcept override;
 
+ protected:
+  // Sets right a PR_MSG_EDITOR_FORMAT that names a text which is not there.
+  void onSave() override;
+
  private:
   std::shared_ptr<MessageParts> parts_;
   ComPtr<IAddressBook> addressBook_;

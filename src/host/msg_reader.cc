@@ -67,6 +67,11 @@ class MessageReader {
     const ObjectStreams streams(file_, storage);
     PropertyBag& bag = attachment.bag();
     objects_.read(streams, ObjectKind::Part, where, codePage, bag);
+    if (const PropertyRecord* shown = bag.answer(PR_ATTACH_METHOD);
+        shown != bag.find(PR_ATTACH_METHOD) && std::get<std::int32_t>(shown->content) == kByValue) {
+      objects_.warn(where, "is a reference of kind " + std::to_string(numberOf(bag, PR_ATTACH_METHOD)) +
+                               " without a path; a mail has an empty file in its place");
+    }
     const auto object = streams.values.find(PR_ATTACH_DATA_OBJ);
     if (object == streams.values.end() || !file_.entry(object->second).isStorage) {
       return;
@@ -74,6 +79,7 @@ class MessageReader {
     const CompoundFile::Entry& data = file_.entry(object->second);
     const bool isMessage = ObjectStreams(file_, data).properties.has_value();
     if (numberOf(bag, PR_ATTACH_METHOD) == kOle || !isMessage) {
+      bag.take(PR_ATTACH_DATA_OBJ);  // no message can be opened there
       bag.load(kTagOleData, {PT_BINARY, storageAsFile(data, where)});
       return;
     }

@@ -8,6 +8,7 @@
 #include "host/property_stream.h"
 #include "platform/mapi/tags.h"
 #include "platform/text/text.h"
+#include "platform/text/text_converter.h"
 #include "platform/time/file_time.h"
 #include "streams/stream_utils.h"
 
@@ -19,6 +20,17 @@ constexpr SourceFile kSource{".\\PropertyBag"};
 // Of a message: the SMTP addresses of the two originators.
 constexpr ULONG kTagSenderSmtpAddress = propTag(PT_UNICODE, 0x5D01);
 constexpr ULONG kTagSentRepresentingSmtpAddress = propTag(PT_UNICODE, 0x5D02);
+
+// What belongs to an RTF text, which another text takes the place of.
+constexpr ULONG kRtfTags[] = {
+    PR_RTF_COMPRESSED,    PR_RTF_IN_SYNC,           PR_RTF_SYNC_BODY_CRC,       PR_RTF_SYNC_BODY_COUNT,
+    PR_RTF_SYNC_BODY_TAG, PR_RTF_SYNC_PREFIX_COUNT, PR_RTF_SYNC_TRAILING_COUNT,
+};
+
+// Methods of attachment that a mail knows: none, by value, by reference, message, OLE object.
+constexpr std::int32_t kByValue = 1;
+constexpr std::int32_t kByReference = 4;
+constexpr std::int32_t kKnownMethods[] = {0, kByValue, kByReference, 5, 6};
 
 constexpr std::uint16_t kFirstNamed = 0x8000;
 constexpr std::uint16_t kLastNamed = 0xAEFF;
@@ -67,6 +79,17 @@ bool hasOddTime(const PropertyRecord& record) {
   return time != nullptr && !fileTimeToSystemTime(*time);
 }
 
+// A reference to a file, however it is to be resolved, is one by path; what has no path is a file.
+const PropertyRecord& shownMethod(const PropertyBag& bag, const PropertyRecord& stored) {
+  static const PropertyRecord kReference{PT_LONG, kByReference};
+  static const PropertyRecord kFile{PT_LONG, kByValue};
+  const auto* method = std::get_if<std::int32_t>(&stored.content);
+  const bool isKnown =
+      method != nullptr && std::find(std::begin(kKnownMethods), std::end(kKnownMethods), *method) != std::end(kKnownMethods);
+  const bool hasPath = bag.find(PR_ATTACH_LONG_PATHNAME) != nullptr || bag.find(PR_ATTACH_PATHNAME) != nullptr;
+  return isKnown ? stored : hasPath ? kReference : kFile;
+}
+
 HRESULT giveTags(const std::vector<ULONG>& tags, ULONG* count, ULONG** out) {
   void* block = nullptr;
   checkHResult(HostAllocator::allocate(static_cast<ULONG>(tags.size() * sizeof(ULONG)), &block),
@@ -104,7 +127,17 @@ const PropertyRecord* PropertyBag::find(ULONG tag) const {
   return record == end ? nullptr : &record->second;
 }
 
+const PropertyRecord* PropertyBag::findListed(ULONG tag) const {
+  const auto record = records_.find(tag);
+  return record == records_.end() ? nullptr : &record->second;
+}
+
 void PropertyBag::set(ULONG tag, PropertyRecord record) {
+  if (idOf(tag) == idOf(PR_BODY) || idOf(tag) == idOf(PR_HTML)) {
+    for (const ULONG rtf : kRtfTags) {
+      erase(rtf);
+    }
+  }
   const ULONG listed = changePropType(tag, listedType(record.type));
   changed_.insert(listed);
   records_.erase(records_.lower_bound(changePropType(tag, 0)), records_.upper_bound(tag | 0xFFFF));
@@ -124,6 +157,16 @@ bool PropertyBag::erase(ULONG tag) {
   return records_.erase(changePropType(tag, listedType(record->type))) != 0;
 }
 
+void PropertyBag::restore(ULONG tag, PropertyRecord record) {
+  records_.insert_or_assign(changePropType(tag, listedType(record.type)), std::move(record));
+}
+
+std::optional<PropertyRecord> PropertyBag::take(ULONG tag) {
+  auto node = records_.extract(tag);
+  changed_.erase(tag);
+  return node.empty() ? std::nullopt : std::optional(std::move(node.mapped()));
+}
+
 std::vector<ULONG> PropertyBag::tags() const {
   std::vector<ULONG> result;
   result.reserve(records_.size());
@@ -137,6 +180,9 @@ const PropertyRecord* PropertyBag::answer(ULONG tag) const {
   const PropertyRecord* record = find(tag);
   if (record == nullptr || hasOddTime(*record)) {
     return nullptr;
+  }
+  if (tag == PR_ATTACH_METHOD) {
+    return &shownMethod(*this, *record);
   }
   const auto row = std::find_if(std::begin(kAddresses), std::end(kAddresses), [tag](const AddressRow& one) {
     return idOf(one.type) == idOf(tag) || idOf(one.address) == idOf(tag);
@@ -153,6 +199,17 @@ const PropertyRecord* PropertyBag::answer(ULONG tag) const {
   return known ? smtp : row->isOriginator && propType(tag) == PT_STRING8 ? nullptr : record;
 }
 
+const PropertyRecord& PropertyBag::given(const PropertyRecord& record, ULONG tag, PropertyRecord& made) const {
+  const PropertyRecord* page = find(PR_INTERNET_CPID);
+  const auto* number = page == nullptr ? nullptr : std::get_if<std::int32_t>(&page->content);
+  if (tag != PR_BODY_HTML_A || record.type != PT_UNICODE || number == nullptr ||
+      findCodePage(static_cast<CodePage>(*number)) == nullptr) {
+    return record;
+  }
+  made = {PT_STRING8, encodeText(textOf(record), static_cast<CodePage>(*number))};
+  return made;
+}
+
 HRESULT PropertyBag::getProp(ULONG tag, SPropValue** value) const noexcept {
   if (value == nullptr) {
     return E_INVALIDARG;
@@ -160,7 +217,8 @@ HRESULT PropertyBag::getProp(ULONG tag, SPropValue** value) const noexcept {
   *value = nullptr;
   return atBoundary([&] {
     const PropertyRecord* record = answer(tag);
-    return record == nullptr ? MAPI_E_NOT_FOUND : makeSPropValue(*record, tag, value);
+    PropertyRecord made;
+    return record == nullptr ? MAPI_E_NOT_FOUND : makeSPropValue(given(*record, tag, made), tag, value);
   });
 }
 
@@ -259,7 +317,8 @@ HRESULT PropertyBag::openStream(ULONG tag, bool create, const std::shared_ptr<Pr
       if (record == nullptr) {
         return MAPI_E_NOT_FOUND;
       }
-      checkHResult(openRecord(*record, propType(tag), inner.put()), kSource.at("PropertyBag::openStream"));
+      PropertyRecord made;
+      checkHResult(openRecord(given(*record, tag, made), propType(tag), inner.put()), kSource.at("PropertyBag::openStream"));
       *out = makeCom<PropertyStream>(context_, std::move(inner), nullptr).detach();
       return S_OK;
     }

@@ -39,17 +39,25 @@ using NameMapPtr = std::shared_ptr<NameMap>;
 // The operations of IConvertObject don't show all that find and tags do. Types without a text form are not listed, since one
 // of them would end the conversion of the whole message. A time that SYSTEMTIME can't hold counts as absent. An address of
 // type EX is answered as the SMTP address that the object has beside it; where it has none, the narrow address of an
-// originator is absent, so that no mail shows a directory path.
+// originator is absent, so that no mail shows a directory path. A method of attachment that no mail knows is answered as
+// that of a file, or as that of a reference where there is a path.
 class PropertyBag {
  public:
   PropertyBag(HostContextPtr context, NameMapPtr names) : context_(std::move(context)), names_(std::move(names)) {}
 
   const PropertyRecord* find(ULONG tag) const;
+  // The record that is listed under this very tag; find answers for other types of a text, and any for PT_UNSPECIFIED.
+  const PropertyRecord* findListed(ULONG tag) const;
+  // Setting the text or the HTML of a message removes its RTF, which would win over it.
   void set(ULONG tag, PropertyRecord record);
   // Takes in what a file holds, which is no change. False, and nothing done, if the same property is there already.
   bool load(ULONG tag, PropertyRecord record);
   // Tells whether there was one.
   bool erase(ULONG tag);
+  // Sets one type of an identifier, as it is listed, and leaves the others; no change.
+  void restore(ULONG tag, PropertyRecord record);
+  // Removes what `restore` sets, which is no change either; no value if it was not there.
+  std::optional<PropertyRecord> take(ULONG tag);
   // In ascending order of identifiers.
   std::vector<ULONG> tags() const;
   const std::set<ULONG>& changedTags() const { return changed_; }
@@ -74,6 +82,9 @@ class PropertyBag {
   HRESULT openStream(ULONG tag, bool create, const std::shared_ptr<PropertyBag>& self, IUnknown** out) noexcept;
 
  private:
+  // The record as it is to be given out under `tag`: `record` itself, or one in `made`.
+  const PropertyRecord& given(const PropertyRecord& record, ULONG tag, PropertyRecord& made) const;
+
   HostContextPtr context_;
   NameMapPtr names_;
   std::map<ULONG, PropertyRecord> records_;  // by tag, texts as wide ones

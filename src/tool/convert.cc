@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <system_error>
@@ -65,6 +66,7 @@ Outcome toMime(const Input& input, const ConvertOptions& options) {
   const ComPtr<IStream> file = input.open();
   const ComPtr<host::MemoryMessage> message = host::readMsg(file.get(), context, &outcome.warnings);
   host::MailFile mail = host::writeMail(message.get(), options.form, nullptr);
+  std::move(mail.warnings.begin(), mail.warnings.end(), std::back_inserter(outcome.warnings));
   if (options.form == host::MailForm::Wire) {
     mail.mail = host::withoutXMapi(mail.mail);
   }
@@ -95,7 +97,7 @@ Outcome toMapi(const Input& input, const ConvertOptions& options) {
   const std::filesystem::path target =
       toOutput ? std::filesystem::temp_directory_path() / "message.msg" : targetOf(input, options, ".msg");
   refuseExisting(target, options.force || toOutput);
-  host::MailFile mail{input.open(), {}, {}};
+  host::MailFile mail{input.open()};
   if (!input.standardInput) {
     if (const auto beside = besideOf(input.path, kAnnotationsSuffix); std::filesystem::exists(beside)) {
       mail.annotations = host::annotationsFromJson(contentOf(beside));

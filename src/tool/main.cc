@@ -35,12 +35,13 @@ int run(int argc, char** argv) {
   };
   CLI::App* toMimeVerb = app.add_subcommand("to-mime", "Write .msg files as mail");
   const std::map<std::string, nalvo::host::MailForm> forms = {{"lossless", nalvo::host::MailForm::Lossless},
+                                                              {"exact", nalvo::host::MailForm::Exact},
                                                               {"wire", nalvo::host::MailForm::Wire},
                                                               {"store", nalvo::host::MailForm::Store}};
   toMimeVerb
-      ->add_option(
-          "--form", convertOptions.form,
-          "lossless: one mail that holds all; wire: as it would be sent; store: with annotations and flags beside it")
+      ->add_option("--form", convertOptions.form,
+                   "lossless: one mail that holds all; exact: the same, proven bit by bit; wire: as it would be sent; "
+                   "store: with annotations and flags beside it")
       ->transform(CLI::CheckedTransformer(forms, CLI::ignore_case));
   takesOutput(toMimeVerb);
   takesJobs(toMimeVerb);

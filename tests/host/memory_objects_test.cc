@@ -191,6 +191,28 @@ TEST_F(HostObjects, PartsOutliveTheirMessageUntilSaved) {
   EXPECT_EQ(attachment->saveChanges(), S_OK);
 }
 
+// A store keeps the texts of a message and what it says of them in step.
+TEST_F(HostObjects, TextsAndTheirFormatAgree) {
+  const auto saved = [this](std::int32_t format) {
+    caller.set(PR_MSG_EDITOR_FORMAT, format);
+    EXPECT_EQ(caller.message->saveChanges(), S_OK);
+    return caller.number(PR_MSG_EDITOR_FORMAT);
+  };
+  EXPECT_EQ(saved(3), 3U) << "nothing is there at all";
+  caller.set(PR_RTF_COMPRESSED, std::string("rtf"));
+  EXPECT_EQ(saved(1), 3U);
+  caller.set(PR_BODY, u"text");
+  EXPECT_FALSE(caller.has(PR_RTF_COMPRESSED)) << "it would win over the new text";
+  EXPECT_EQ(saved(3), 1U);
+  caller.set(PR_RTF_COMPRESSED, std::string("rtf"));
+  caller.set(PR_RTF_IN_SYNC, true);
+  EXPECT_EQ(saved(3), 3U);
+  caller.set(PR_HTML, std::string("html"));
+  EXPECT_FALSE(caller.has(PR_RTF_COMPRESSED) || caller.has(PR_RTF_IN_SYNC));
+  EXPECT_EQ(saved(3), 2U);
+  EXPECT_EQ(saved(0), 0U);
+}
+
 TEST_F(HostObjects, EmbeddedMessageIsMadeWhenAskedFor) {
   ComPtr<IConvertAttachment> attachment;
   ASSERT_EQ(caller.message->createAttachment(attachment.put()), S_OK);

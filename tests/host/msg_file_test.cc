@@ -272,7 +272,7 @@ TEST_F(MsgFile, AnOleStorageComesBackWhole) {
   const ComPtr<MemoryMessage> again = read(file.get());
   EXPECT_THAT(warnings, ElementsAre());
   const PropertyBag& read = again->parts().attachments.at(0)->bag();
-  EXPECT_THAT(read.tags(), ElementsAre(PR_ATTACH_DATA_OBJ, PR_ATTACH_METHOD, msg::kTagOleData));
+  EXPECT_THAT(read.tags(), ElementsAre(PR_ATTACH_METHOD, msg::kTagOleData));
   const PropertyRecord* ole = read.find(msg::kTagOleData);
   ASSERT_NE(ole, nullptr);
   EXPECT_TRUE(bytesOf(*ole) == bytes);

@@ -1,0 +1,42 @@
+// Values of a message that would fail its whole conversion.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/memory_objects.h"
+
+namespace nalvo::host {
+
+// Takes values away from messages, and gives them back at its end.
+class HiddenValues {
+ public:
+  HiddenValues() = default;
+  ~HiddenValues();
+  HiddenValues(const HiddenValues&) = delete;
+  HiddenValues& operator=(const HiddenValues&) = delete;
+
+  // A code page that nobody knows. `told` gets one line for each.
+  void hideUnknownCodePages(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told);
+  // RTF that is damaged, where there is another text. False if there is none.
+  bool hideDamagedRtf(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told);
+
+ private:
+  struct Value {
+    MemoryMessage* message;
+    ULONG tag;
+    PropertyRecord record;
+  };
+  void hide(MemoryMessage& message, ULONG tag);
+
+  std::vector<Value> values_;
+};
+
+// True if the RTF of a message can be read to its end. Throws the code of its stream.
+bool isIntactRtf(const PropertyRecord& compressed);
+
+// One line for each originator whose address is known as a path in a directory alone, so that a mail has the name without
+// it.
+void tellNamelessOriginators(const MemoryMessage& message, std::vector<std::string>& told);
+
+}  // namespace nalvo::host
