@@ -25,6 +25,8 @@ enum class Place { Message, Recipient, Attachment, Mail };
 // All values of one thing by what they are called, which a rule may look at beside the difference: properties as in
 // Difference, headers as "header subject", in lower case.
 using Facts = std::map<std::string, std::string, std::less<>>;
+// Of an attachment that is a signed text: what stands behind the header block.
+inline constexpr std::string_view kSignedTextFact = "signed text";
 
 struct Comparison {
   std::size_t compared = 0;

@@ -2,8 +2,11 @@
 #include <algorithm>
 
 #include "host/comparison.h"
+#include "host/digest.h"
 #include "host/json.h"
+#include "host/mail.h"
 #include "platform/mapi/tags.h"
+#include "platform/text/text.h"
 
 namespace nalvo::host {
 namespace {
@@ -36,10 +39,8 @@ Facts factsOf(const Properties& properties) {
   return facts;
 }
 
-void compareBags(Place place, const std::string& where, const Properties& before, const Properties& after,
-                 Comparison& result) {
-  const Facts old = factsOf(before);
-  const Facts now = factsOf(after);
+void compareBags(Place place, const std::string& where, const Properties& before, const Properties& after, const Facts& old,
+                 const Facts& now, Comparison& result) {
   for (const auto& [key, property] : before) {
     const auto found = after.find(key);
     if (found != after.end() && found->second.value == property.value) {
@@ -104,7 +105,8 @@ void compareRecipients(const std::string& prefix, const MemoryMessage& before, c
   for (std::size_t i = 0; i < old.size(); ++i) {
     const std::string place = prefix + "recipient " + std::to_string(i);
     if (next < now.size() && (!isBlank(old[i]) || isBlank(now[next]))) {
-      compareBags(Place::Recipient, place, old[i], now[next++], result);
+      compareBags(Place::Recipient, place, old[i], now[next], factsOf(old[i]), factsOf(now[next]), result);
+      ++next;
     } else {
       noteRow(place, isBlank(old[i]) ? "blank recipient" : "recipient", old[i], true, result);
     }
@@ -127,6 +129,36 @@ std::vector<Part> partsOf(const MemoryMessage& message) {
   return parts;
 }
 
+Facts factsOf(const Part& part) {
+  Facts facts = factsOf(part.properties);
+  const PropertyRecord* data = part.attachment->bag().find(PR_ATTACH_DATA_BIN);
+  if (data != nullptr && toLowerAscii(valueOf(part.properties, PR_ATTACH_MIME_TAG)) == "\"multipart/signed\"") {
+    const std::string bytes = bytesOf(*data);
+    const std::size_t end = bytes.find("\r\n\r\n");
+    facts.emplace(kSignedTextFact, sha256(end == std::string::npos ? bytes : bytes.substr(end)));
+  }
+  return facts;
+}
+
+// The message that an attachment holds, or that its data become when they are a mail in a file.
+ComPtr<MemoryMessage> messageOf(const MemoryAttachment& attachment) {
+  const PropertyRecord* data = attachment.bag().find(PR_ATTACH_DATA_BIN);
+  if (attachment.embedded() || data == nullptr) {
+    return attachment.embedded();
+  }
+  ComPtr<IStream> mail;
+  if (failed(openRecord(*data, PT_BINARY, mail.put()))) {
+    return {};
+  }
+  ComPtr<MemoryMessage> message = readMail(mail.get(), attachment.context(), FILETIME{}, nullptr);
+  // What a server would tell of a mail that is no attachment.
+  for (const ULONG tag :
+       {PR_MESSAGE_DELIVERY_TIME, PR_MESSAGE_SIZE, PR_HASATTACH, PR_CREATION_TIME, PR_LAST_MODIFICATION_TIME}) {
+    message->bag().take(tag);
+  }
+  return message;
+}
+
 // How much of content and names two attachments have in common; what has most belongs together.
 int likeness(const Part& a, const Part& b) {
   constexpr int kSameData = 100;
@@ -143,7 +175,9 @@ int likeness(const Part& a, const Part& b) {
 
 void compare(const std::string& where, const MemoryMessage& before, const MemoryMessage& after, Comparison& result) {
   const std::string prefix = where == "message" ? "" : where + "/";
-  compareBags(Place::Message, where, propertiesOf(before.bag()), propertiesOf(after.bag()), result);
+  const Properties oldOwn = propertiesOf(before.bag());
+  const Properties nowOwn = propertiesOf(after.bag());
+  compareBags(Place::Message, where, oldOwn, nowOwn, factsOf(oldOwn), factsOf(nowOwn), result);
   compareRecipients(prefix, before, after, result);
   const std::vector<Part> old = partsOf(before);
   std::vector<Part> rest = partsOf(after);
@@ -158,9 +192,10 @@ void compare(const std::string& where, const MemoryMessage& before, const Memory
     }
     const auto match = std::max_element(
         rest.begin(), rest.end(), [&](const Part& a, const Part& b) { return likeness(old[i], a) < likeness(old[i], b); });
-    compareBags(Place::Attachment, place, old[i].properties, match->properties, result);
-    if (old[i].attachment->embedded() && match->attachment->embedded()) {
-      compare(place + "/message", *old[i].attachment->embedded(), *match->attachment->embedded(), result);
+    compareBags(Place::Attachment, place, old[i].properties, match->properties, factsOf(old[i]), factsOf(*match), result);
+    const ComPtr<MemoryMessage> inner = match->attachment->embedded();
+    if (const ComPtr<MemoryMessage> expected = inner ? messageOf(*old[i].attachment) : ComPtr<MemoryMessage>()) {
+      compare(place + "/message", *expected, *inner, result);
     }
     rest.erase(match);
   }
