@@ -274,9 +274,7 @@ bool HeaderLex::decode(std::string& text, bool quotedPrintable, bool keepBacksla
     utils::decodeQuotedPrintable(text, text);
   }
   constexpr std::string_view kWordStart = "=?";
-  bool decoded = quotedPrintable;
   if (text.find(kWordStart) != std::string::npos) {
-    decoded = true;
     text = utils::decodeMimeWords(text, charset);
     // What comes out may be a word again, and would change whenever it is read.
     constexpr int kMostRounds = 4;
@@ -290,10 +288,11 @@ bool HeaderLex::decode(std::string& text, bool quotedPrintable, bool keepBacksla
   } else if (!toUtf8(text, charset)) {
     return false;
   }
-  if (decoded && keepBackslashes) {
+  text.erase(text.find_last_not_of('\0') + 1);
+  if (keepBackslashes) {
+    // What was decoded holds escapes of its own, or ends in half of one now.
     text = resolveKept(text);
   }
-  text.erase(text.find_last_not_of('\0') + 1);
   // Carriage returns aren't written, so a blank behind them would be the first character of the written value.
   const std::size_t start = text.find_first_not_of(" \t\r");
   if (start == std::string::npos) {

@@ -39,18 +39,23 @@ class ScopedZone {
 inline constexpr const char* kTestZones[] = {"America/New_York", "America/Los_Angeles", "Europe/Prague", "Australia/Sydney",
                                              "Asia/Kolkata",     "America/Sao_Paulo",   "Europe/London"};
 
-// What the system's tables say of the years given, with changes on the full half hour.
+// What the system's tables say of the years given, with changes on the full half hour and at least six hours apart.
 class SystemZone final : public TimeZone {
  public:
   SystemZone(std::string name, int firstYear, int lastYear) : id_(std::move(name)) {
     const ScopedZone scope(id_.c_str());
     const std::int64_t end = calendar::timegm({lastYear + 1, 1, 2, 0, 0, 0, 0, 0});
-    for (std::int64_t at = calendar::timegm({firstYear, 1, 1, 0, 0, 0, 0, 0}) - 86400; at < end; at += 1800) {
-      const std::time_t time = at;
-      std::tm local{};
-      localtime_r(&time, &local);
-      if (changes_.empty() || changes_.back().second != local.tm_gmtoff) {
-        changes_.emplace_back(at, local.tm_gmtoff);
+    constexpr std::int64_t kStep = 6 * 3600;
+    for (std::int64_t at = calendar::timegm({firstYear, 1, 1, 0, 0, 0, 0, 0}) - 86400; at < end; at += kStep) {
+      if (changes_.empty()) {
+        changes_.emplace_back(at, offsetOfMachine(at));
+      }
+      if (offsetOfMachine(at) != changes_.back().second) {
+        std::int64_t change = at - kStep;
+        while (offsetOfMachine(change) == changes_.back().second) {
+          change += 1800;
+        }
+        changes_.emplace_back(change, offsetOfMachine(change));
       }
     }
   }
@@ -68,6 +73,13 @@ class SystemZone final : public TimeZone {
   }
 
  private:
+  static std::int64_t offsetOfMachine(std::int64_t at) {
+    const std::time_t time = at;
+    std::tm local{};
+    localtime_r(&time, &local);
+    return local.tm_gmtoff;
+  }
+
   std::string id_;
   std::vector<std::pair<std::int64_t, std::int64_t>> changes_;
 };
