@@ -100,6 +100,8 @@ TEST(RtfReader, BytesAreInTheCodePageOfTheirFont) {
       {"half a character", R"({\rtf1 FONTS\f4\'b0\f0 a})", u"\uFFFDa"},
       {"UTF-8 bytes", "{\\rtf1\\ansicpg65001 \\'c3\\'a4\xC3\xA4}", u"ää"},
       {"UTF-8 in name alone", R"({\rtf1\ansicpg65001 \'a0\par x})", u"\u00A0\r\nx"},
+      {"a page of a font that does not exist", R"({\rtf1\ansicpg1251{\fonttbl{\f0\cpg6 A;}{\f1\cpg1200 B;}}\f0\'e4\f1\'e4})",
+       u"дд"},
       {"a symbol", R"({\rtf1 FONTS\f2\'b7\u-3913 ?})", u"··"},
       {"a font table without groups", R"({\rtf1{\fonttbl\f0\fcharset0 A;\f1\fcharset204 B;}\f1\'e4})", u"д"},
   };

@@ -344,7 +344,8 @@ void RtfReader::setFont(std::int32_t font) {
 }
 
 void RtfReader::setFontPage(CodePage page) {
-  if (group_.destination == Destination::FontTable && (page <= kRtfSymbolPage || isBytePage(page))) {
+  if (group_.destination == Destination::FontTable &&
+      (page == kRtfDefaultPage || page == kRtfSymbolPage || isBytePage(page))) {
     if (const auto font = fontPages_.find(group_.font); font != fontPages_.end()) {
       font->second = page;
     }
