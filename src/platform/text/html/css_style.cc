@@ -8,6 +8,7 @@
 namespace nalvo::html {
 namespace {
 
+constexpr std::string_view kCssBlanks = " \t\r\n\f";
 constexpr double kScreenWidth = 1280;
 constexpr double kScreenHeight = 720;
 // Media rules in media rules.
@@ -115,6 +116,25 @@ bool mediaHold(std::string_view list) {
   return false;
 }
 
+// Mail asks this way whether it is shown by some maker's program; a plain property is one that any browser knows.
+bool isSupported(std::string_view condition) {
+  const std::string text = toLowerAscii(condition);
+  return text.find("not") == text.npos && text.find("(-") == text.npos;
+}
+
+// The first of `what` in `text` that stands in no brackets; the size of `text` without one.
+std::size_t findOutsideBrackets(std::string_view text, std::string_view what) {
+  int brackets = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    brackets += c == '[' || c == '(' ? 1 : c == ']' || c == ')' ? -1 : 0;
+    if (brackets <= 0 && what.find(c) != what.npos) {
+      return i;
+    }
+  }
+  return text.size();
+}
+
 std::string_view takeName(std::string_view& text) {
   const auto end = std::find_if_not(text.begin(), text.end(), isNameChar);
   const std::string_view name = text.substr(0, static_cast<std::size_t>(end - text.begin()));
@@ -128,11 +148,11 @@ bool same(std::string_view a, std::string_view b, bool quirks) { return quirks ?
 template <typename Body>
 bool anyWord(std::string_view list, Body body) {
   while (true) {
-    list = trimLeft(list, " \t\r\n\f");
+    list = trimLeft(list, kCssBlanks);
     if (list.empty()) {
       return false;
     }
-    const std::size_t end = std::min(list.find_first_of(" \t\r\n\f"), list.size());
+    const std::size_t end = std::min(list.find_first_of(kCssBlanks), list.size());
     if (body(list.substr(0, end))) {
       return true;
     }
@@ -150,7 +170,7 @@ void StyleSheet::add(std::string_view css, std::string_view media) {
 
 void StyleSheet::addRules(std::string_view css, int depth) {
   while (true) {
-    css = trimLeft(css, " \t\r\n\f");
+    css = trimLeft(css, kCssBlanks);
     for (const std::string_view mark : {"<!--", "-->"}) {
       if (css.starts_with(mark)) {
         css = trimLeft(css.substr(mark.size()));
@@ -169,7 +189,9 @@ void StyleSheet::addRules(std::string_view css, int depth) {
       }
       css.remove_prefix(std::min(brace + 1, css.size()));
       const std::string_view content = takeBlock(css);
-      if (startsWithIgnoreCase(prelude, "@media") && mediaHold(prelude.substr(6)) && depth < kDeepest) {
+      const bool holds = (startsWithIgnoreCase(prelude, "@media") && mediaHold(prelude.substr(6))) ||
+                         (startsWithIgnoreCase(prelude, "@supports") && isSupported(prelude.substr(9)));
+      if (holds && depth < kDeepest) {
         addRules(content, depth + 1);
       }
       continue;
@@ -186,11 +208,16 @@ void StyleSheet::addRule(std::string_view selectors, std::string_view block) {
   }
   const auto blockIndex = static_cast<std::uint32_t>(blocks_.size());
   std::vector<Rule> parsed;
-  while (!selectors.empty()) {
-    const std::size_t comma = std::min(selectors.find(','), selectors.size());
+  for (bool more = true; more;) {
+    const std::size_t comma = findOutsideBrackets(selectors, ",");
+    more = comma < selectors.size();
     Rule rule;
     rule.block = blockIndex;
-    if (parseSelector(trim(selectors.substr(0, comma)), rule)) {
+    // One that can't be read takes the others with it.
+    if (!parseSelector(trim(selectors.substr(0, comma), kCssBlanks), rule)) {
+      return;
+    }
+    if (std::none_of(rule.compounds.begin(), rule.compounds.end(), [](const Compound& part) { return part.never; })) {
       parsed.push_back(std::move(rule));
     }
     selectors.remove_prefix(std::min(comma + 1, selectors.size()));
@@ -212,15 +239,7 @@ void StyleSheet::addRule(std::string_view selectors, std::string_view block) {
 bool StyleSheet::parseSelector(std::string_view text, Rule& rule) {
   Combinator combinator = Combinator::Descendant;
   while (!text.empty()) {
-    // A compound ends at a blank or a combinator that stands in no brackets.
-    std::size_t end = 0;
-    bool bracket = false;
-    for (; end < text.size(); ++end) {
-      bracket = text[end] == '[' || (bracket && text[end] != ']');
-      if (!bracket && std::string_view(" \t\r\n\f>+~").find(text[end]) != std::string_view::npos) {
-        break;
-      }
-    }
+    const std::size_t end = findOutsideBrackets(text, " \t\r\n\f>+~");
     Compound compound;
     compound.toLeft = combinator;
     if (end == 0 || rule.compounds.size() == kMostCompounds ||
@@ -228,11 +247,11 @@ bool StyleSheet::parseSelector(std::string_view text, Rule& rule) {
       return false;
     }
     rule.compounds.push_back(std::move(compound));
-    text = trimLeft(text.substr(end), " \t\r\n\f");
+    text = trimLeft(text.substr(end), kCssBlanks);
     combinator = Combinator::Descendant;
     if (!text.empty() && std::string_view(">+~").find(text.front()) != std::string_view::npos) {
       combinator = text.front() == '>' ? Combinator::Child : text.front() == '+' ? Combinator::Next : Combinator::Following;
-      text = trimLeft(text.substr(1), " \t\r\n\f");
+      text = trimLeft(text.substr(1), kCssBlanks);
       if (text.empty()) {
         return false;
       }
@@ -284,6 +303,16 @@ bool StyleSheet::parseCompound(std::string_view text, Compound& compound, std::u
       }
       specificity += 1U << 10;
       compound.attributes.push_back(std::move(attribute));
+    } else if (kind == ':') {
+      compound.never = true;
+      text = trimLeft(text, ":");
+      if (takeName(text).empty()) {
+        return false;
+      }
+      if (text.starts_with('(')) {
+        text.remove_prefix(std::min(findOutsideBrackets(text.substr(1), ")"), text.size() - 1) + 1);
+      }
+      text = trimLeft(text, ")");
     } else {
       return false;
     }
@@ -312,7 +341,9 @@ Declarations StyleSheet::match(const Tree& tree, std::uint32_t element) const {
   for (const Rule* rule : found) {
     result.override(blocks_[rule->block].normal);
   }
-  const DeclarationBlock own = parseDeclarations(tree.attribute(node, "style"));
+  const std::string_view attribute = tree.attribute(node, "style");
+  const DeclarationBlock own =
+      parseDeclarations(attribute.find("/*") == attribute.npos ? attribute : withoutComments(attribute));
   result.override(own.normal);
   for (const Rule* rule : found) {
     result.override(blocks_[rule->block].important);

@@ -65,6 +65,7 @@ class StyleSheet {
     std::string id;
     std::vector<std::string> classes;
     std::vector<AttributeTest> attributes;
+    bool never = false;  // asks for a state or place that is not looked at
     Combinator toLeft = Combinator::Descendant;
   };
   struct Rule {

@@ -105,10 +105,11 @@ class Renderer {
     std::uint32_t next = kNoNode;  // of its children
     Display display = Display::Block;
     Inherited inherited;
-    int breaks = 0;         // required around it
-    bool closed = false;    // shows its summary only
-    bool hasRow = false;    // of a table, so far
-    bool tabWaits = false;  // of a row, for what comes behind a cell
+    int breaks = 0;          // required around it
+    bool closed = false;     // shows its summary only
+    bool isDrawing = false;  // shows the text of its text elements only
+    bool hasRow = false;     // of a table, so far
+    bool tabWaits = false;   // of a row, for what comes behind a cell
   };
 
   void enter(std::uint32_t element);
@@ -146,7 +147,7 @@ std::string Renderer::render() {
     const std::uint32_t index = frame.next;
     const Node& node = tree_.nodes()[index];
     frame.next = node.nextSibling;
-    if (frame.closed && (node.isText() || node.text != "summary")) {
+    if ((frame.closed && (node.isText() || node.text != "summary")) || (frame.isDrawing && node.isText())) {
       continue;
     }
     if (node.isText()) {
@@ -181,6 +182,7 @@ void Renderer::enter(std::uint32_t element) {
   if (style.visibility != Visibility::Unset) {
     frame.inherited.visible = style.visibility == Visibility::Visible;
   }
+  frame.isDrawing = (frames_.back().isDrawing || node.text == "svg") && node.text != "text" && node.text != "foreignobject";
   frame.closed = node.text == "details" && !tree_.hasAttribute(node, "open");
   if (node.tag->content == Content::LineBreak) {
     lines_.addMark('\n');
@@ -192,7 +194,7 @@ void Renderer::enter(std::uint32_t element) {
       lines_.addMark('\t');
     }
   }
-  if (isBlockOutside(frame.display)) {
+  if (isBlockOutside(frame.display) || node.tag->content == Content::Paragraph) {
     frame.breaks = node.tag->content == Content::Paragraph ? 2 : 1;
     lines_.requireBreaks(frame.breaks);
   } else if (frame.display == Display::TableRow) {
@@ -272,7 +274,7 @@ void Renderer::addOptions(std::uint32_t element) {
 }
 
 Display Renderer::displayOf(const Node& node, const Declarations& style) const {
-  Display display = node.tag->display;
+  Display display = frames_.back().isDrawing && node.text == "text" ? Display::Block : node.tag->display;
   if (style.display != Display::Unset) {
     display = style.display;
   } else if (tree_.hasAttribute(node, "hidden") || (node.text == "dialog" && !tree_.hasAttribute(node, "open")) ||

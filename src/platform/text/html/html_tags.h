@@ -135,7 +135,7 @@ inline constexpr TagRow kTags[] = {
     {"strong", Display::Inline, TagRow::Content::Children, false, true, true},
     {"style", Display::None},
     {"summary", Display::Block},
-    {"svg", Display::Inline, TagRow::Content::Replaced},
+    {"svg", Display::InlineBlock},
     {"table", Display::Table},
     {"tbody", Display::TableGroup},
     {"td", Display::TableCell},
