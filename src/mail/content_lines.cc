@@ -26,14 +26,18 @@ bool isAsciiSuperset(std::string_view charset) {
 // What ends a parameter value that isn't quoted.
 constexpr bool isDelimiter(char c) { return c == ':' || c == ';' || c == ','; }
 
-// What an escape of a value stands for; 0 for one that isn't a control character.
+// What an escape of a value stands for; 0 for one that isn't a control character. A control character that is escaped as it
+// is stands for itself: what is written of it would be an escape behind a backslash.
 char controlOf(char c) {
   switch (toLowerAscii(c)) {
     case 'n':
+    case '\n':
       return '\n';
     case 'r':
+    case '\r':
       return '\r';
     case 't':
+    case '\t':
       return '\t';
     default:
       return '\0';

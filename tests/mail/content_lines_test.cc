@@ -128,6 +128,7 @@ TEST(ContentLines, ValuesAreUnfoldedAndDecoded) {
       {"Latin-1 in UTF-8", "X:caf\xE9 \xC5\x99\r\n", "caf\u00E9 \u0159"},
       {"a fold inside a character", "X:a\xC5\r\n \x99\r\n", "a\u0159"},
       {"fields that end in half an escape", "ADR:a\\\\\\\0\r\n"s, "a\\\\\\\\"},
+      {"fields with an escaped tab", "ADR:a\\\tb\r\n", "a\tb"},
       {"fields decoded to escapes", "ADR;QUOTED-PRINTABLE:a=5Cnb=5C\r\n", "a\nb\\\\"},
   };
   for (const Case& c : cases) {
