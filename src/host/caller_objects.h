@@ -22,6 +22,7 @@ class MemoryAnnotations final : public IUnknownImpl<IAnnotations>, private Count
       : Counted(std::move(context)), entries_(std::move(entries)) {}
 
   const Entries& entries() const { return entries_; }
+  void clear() { entries_.clear(); }
   HRESULT addAnnotation(const char* name, const char* value) noexcept override;
   HRESULT enumAnnotations(IEnumAnnotations** out) noexcept override;
 

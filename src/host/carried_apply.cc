@@ -235,7 +235,9 @@ std::vector<std::string> marksOf(const MemoryAttachment& attachment) {
   const PropertyRecord* data = ole != nullptr ? ole : bag.find(PR_ATTACH_DATA_BIN);
   const std::uint64_t size = data == nullptr ? 0 : contentSize(*data);
   const std::string content = (ole != nullptr ? "object " : "file ") + std::to_string(size);
-  return marksFrom({content + named, size == 0 ? "" : content, named, ole != nullptr ? "object" : "file"});
+  const std::u16string path = answeredText(bag, PR_ATTACH_LONG_PATHNAME);
+  return marksFrom({content + named, size == 0 ? "" : content, path.empty() ? "" : "path " + words(path), named,
+                    ole != nullptr ? "object" : "file"});
 }
 
 std::string placeMark(std::size_t index, std::size_t count) {

@@ -4,6 +4,7 @@
 
 #include "host/carried.h"
 #include "host/carried_value.h"
+#include "host/hidden_values.h"
 #include "host/msg_layout.h"
 #include "platform/mapi/tags.h"
 #include "platform/text/rtf/compressed_rtf.h"
@@ -317,13 +318,21 @@ class Planner {
     for (const ULONG tag : bag.tags()) {
       const bool isTold = propId(tag) == kAttachDataId || isAmong(kToldOfAttachments, tag);
       if (!isTold && contentSize(*bag.findListed(tag)) <= kLargestPartValue) {
-        add(part.values, bag, tag, tag == PR_ATTACH_METHOD ? Guard::value(*bag.answer(tag)) : Guard{});
+        add(part.values, bag, tag, tag == PR_ATTACH_METHOD ? guardOfMethod(bag) : Guard{});
       }
     }
     for (const AddedRow& row : kAddedToAttachments) {
       remove(part.values, bag, row.tag, Guard::value(number(row.value)));
     }
     remove(part.values, bag, PR_ATTACH_TAG, {});
+    if (!attachment.embedded()) {
+      remove(part.values, bag, PR_ATTACH_DATA_BIN, Guard::value({PT_BINARY, std::string()}));
+    }
+  }
+
+  static Guard guardOfMethod(const PropertyBag& bag) {
+    const auto stored = std::get<std::int32_t>(bag.findListed(PR_ATTACH_METHOD)->content);
+    return Guard::value(number(methodInMail(bag, stored)));
   }
 
   // The text of a signed or encrypted mail lies in its one attachment.

@@ -1,5 +1,8 @@
 #include "host/hidden_values.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "diagnostics/hresult_exception.h"
 #include "platform/mapi/tags.h"
 #include "platform/text/code_pages.h"
@@ -21,17 +24,25 @@ constexpr OriginatorRow kOriginators[] = {
     {PR_SENT_REPRESENTING_ADDRTYPE, PR_SENT_REPRESENTING_EMAIL_ADDRESS, "the author"},
 };
 
+constexpr std::int32_t kByValue = 1;
+constexpr std::int32_t kByReference = 4;
+// None, by value, by reference, message, OLE object.
+constexpr std::int32_t kKnownMethods[] = {0, kByValue, kByReference, 5, 6};
+
 }  // namespace
 
 HiddenValues::~HiddenValues() {
   for (Value& value : values_) {
-    value.message->bag().restore(value.tag, std::move(value.record));
+    value.bag->take(value.tag);
+    if (value.record) {
+      value.bag->restore(value.tag, std::move(*value.record));
+    }
   }
 }
 
-void HiddenValues::hide(MemoryMessage& message, ULONG tag) {
-  if (std::optional<PropertyRecord> record = message.bag().take(tag)) {
-    values_.push_back({&message, tag, std::move(*record)});
+void HiddenValues::hide(const std::shared_ptr<PropertyBag>& bag, ULONG tag) {
+  if (std::optional<PropertyRecord> record = bag->take(tag)) {
+    values_.push_back({bag, tag, std::move(record)});
   }
 }
 
@@ -41,7 +52,28 @@ void HiddenValues::hideUnknownCodePages(const std::vector<MemoryMessage*>& messa
     const auto* page = record == nullptr ? nullptr : std::get_if<std::int32_t>(&record->content);
     if (page != nullptr && findCodePage(static_cast<CodePage>(*page)) == nullptr) {
       told.push_back("the code page " + std::to_string(*page) + " is unknown and counts as absent");
-      hide(*message, PR_INTERNET_CPID);
+      hide(message->sharedBag(), PR_INTERNET_CPID);
+    }
+  }
+}
+
+void HiddenValues::replaceOddMethods(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told) {
+  for (MemoryMessage* message : messages) {
+    for (const auto& attachment : message->parts().attachments) {
+      const std::shared_ptr<PropertyBag>& bag = attachment->sharedBag();
+      const PropertyRecord* record = bag->find(PR_ATTACH_METHOD);
+      const auto* stored = record == nullptr ? nullptr : std::get_if<std::int32_t>(&record->content);
+      const std::int32_t shown = stored == nullptr ? 0 : methodInMail(*bag, *stored);
+      if (stored == nullptr || shown == *stored) {
+        continue;
+      }
+      if (shown == kByValue && bag->find(PR_ATTACH_DATA_BIN) == nullptr) {
+        told.push_back("an attachment of method " + std::to_string(*stored) + " has no path; the mail has an empty file");
+        values_.push_back({bag, PR_ATTACH_DATA_BIN, {}});
+        bag->restore(PR_ATTACH_DATA_BIN, {PT_BINARY, std::string()});
+      }
+      hide(bag, PR_ATTACH_METHOD);
+      bag->restore(PR_ATTACH_METHOD, {PT_LONG, shown});
     }
   }
 }
@@ -52,11 +84,19 @@ bool HiddenValues::hideDamagedRtf(const std::vector<MemoryMessage*>& messages, s
     const PropertyRecord* rtf = message->bag().find(PR_RTF_COMPRESSED);
     if (rtf != nullptr && !isIntactRtf(*rtf)) {
       told.push_back("the RTF text is damaged; the mail is made from what other text there is");
-      hide(*message, PR_RTF_COMPRESSED);
+      hide(message->sharedBag(), PR_RTF_COMPRESSED);
       found = true;
     }
   }
   return found;
+}
+
+std::int32_t methodInMail(const PropertyBag& attachment, std::int32_t method) {
+  if (std::find(std::begin(kKnownMethods), std::end(kKnownMethods), method) != std::end(kKnownMethods)) {
+    return method;
+  }
+  const bool hasPath = attachment.find(PR_ATTACH_LONG_PATHNAME) != nullptr || attachment.find(PR_ATTACH_PATHNAME) != nullptr;
+  return hasPath ? kByReference : kByValue;
 }
 
 bool isIntactRtf(const PropertyRecord& compressed) {

@@ -1,6 +1,8 @@
 // Values of a message that would fail its whole conversion.
 #pragma once
 
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,19 +20,25 @@ class HiddenValues {
 
   // A code page that nobody knows. `told` gets one line for each.
   void hideUnknownCodePages(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told);
+  // A method of attachment that no mail knows: methodInMail takes its place. A file that is empty for it is told.
+  void replaceOddMethods(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told);
   // RTF that is damaged, where there is another text. False if there is none.
   bool hideDamagedRtf(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told);
 
  private:
   struct Value {
-    MemoryMessage* message;
+    std::shared_ptr<PropertyBag> bag;
     ULONG tag;
-    PropertyRecord record;
+    std::optional<PropertyRecord> record;  // none: what stands there now goes
   };
-  void hide(MemoryMessage& message, ULONG tag);
+  void hide(const std::shared_ptr<PropertyBag>& bag, ULONG tag);
 
   std::vector<Value> values_;
 };
+
+// The method of an attachment as a mail can tell it. A reference, however it is to be resolved, is one by path; one without
+// a path is a file.
+std::int32_t methodInMail(const PropertyBag& attachment, std::int32_t method);
 
 // True if the RTF of a message can be read to its end. Throws the code of its stream.
 bool isIntactRtf(const PropertyRecord& compressed);

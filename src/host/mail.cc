@@ -117,6 +117,7 @@ void convert(MemoryMessage* message, IAnnotations* annotations, DWORD word, ILog
   HiddenValues hidden;
   file.warnings.clear();
   hidden.hideUnknownCodePages(messages, file.warnings);
+  hidden.replaceOddMethods(messages, file.warnings);
   const auto run = [&] {
     file.mail = streamUtils::createStream();
     return mapiToMime(message, annotations, file.mail.get(), file.flags.get(), allocator.get(), word, nullptr, log);

@@ -18,6 +18,7 @@ class MemoryObject : public IUnknownImpl<Interface>, protected Counted {
 
   using Counted::context;
   PropertyBag& bag() const { return *bag_; }
+  const std::shared_ptr<PropertyBag>& sharedBag() const { return bag_; }
 
   HRESULT getPropList(ULONG* count, ULONG** tags) noexcept override;
   HRESULT getChangedPropList(ULONG* count, ULONG** tags) noexcept override;

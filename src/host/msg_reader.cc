@@ -67,11 +67,6 @@ class MessageReader {
     const ObjectStreams streams(file_, storage);
     PropertyBag& bag = attachment.bag();
     objects_.read(streams, ObjectKind::Part, where, codePage, bag);
-    if (const PropertyRecord* shown = bag.answer(PR_ATTACH_METHOD);
-        shown != bag.find(PR_ATTACH_METHOD) && std::get<std::int32_t>(shown->content) == kByValue) {
-      objects_.warn(where, "is a reference of kind " + std::to_string(numberOf(bag, PR_ATTACH_METHOD)) +
-                               " without a path; a mail has an empty file in its place");
-    }
     const auto object = streams.values.find(PR_ATTACH_DATA_OBJ);
     if (object == streams.values.end() || !file_.entry(object->second).isStorage) {
       return;

@@ -27,11 +27,6 @@ constexpr ULONG kRtfTags[] = {
     PR_RTF_SYNC_BODY_TAG, PR_RTF_SYNC_PREFIX_COUNT, PR_RTF_SYNC_TRAILING_COUNT,
 };
 
-// Methods of attachment that a mail knows: none, by value, by reference, message, OLE object.
-constexpr std::int32_t kByValue = 1;
-constexpr std::int32_t kByReference = 4;
-constexpr std::int32_t kKnownMethods[] = {0, kByValue, kByReference, 5, 6};
-
 constexpr std::uint16_t kFirstNamed = 0x8000;
 constexpr std::uint16_t kLastNamed = 0xAEFF;
 
@@ -77,17 +72,6 @@ const PropertyRecord& smtpType() {
 bool hasOddTime(const PropertyRecord& record) {
   const auto* time = std::get_if<FILETIME>(&record.content);
   return time != nullptr && !fileTimeToSystemTime(*time);
-}
-
-// A reference to a file, however it is to be resolved, is one by path; what has no path is a file.
-const PropertyRecord& shownMethod(const PropertyBag& bag, const PropertyRecord& stored) {
-  static const PropertyRecord kReference{PT_LONG, kByReference};
-  static const PropertyRecord kFile{PT_LONG, kByValue};
-  const auto* method = std::get_if<std::int32_t>(&stored.content);
-  const bool isKnown =
-      method != nullptr && std::find(std::begin(kKnownMethods), std::end(kKnownMethods), *method) != std::end(kKnownMethods);
-  const bool hasPath = bag.find(PR_ATTACH_LONG_PATHNAME) != nullptr || bag.find(PR_ATTACH_PATHNAME) != nullptr;
-  return isKnown ? stored : hasPath ? kReference : kFile;
 }
 
 HRESULT giveTags(const std::vector<ULONG>& tags, ULONG* count, ULONG** out) {
@@ -180,9 +164,6 @@ const PropertyRecord* PropertyBag::answer(ULONG tag) const {
   const PropertyRecord* record = find(tag);
   if (record == nullptr || hasOddTime(*record)) {
     return nullptr;
-  }
-  if (tag == PR_ATTACH_METHOD) {
-    return &shownMethod(*this, *record);
   }
   const auto row = std::find_if(std::begin(kAddresses), std::end(kAddresses), [tag](const AddressRow& one) {
     return idOf(one.type) == idOf(tag) || idOf(one.address) == idOf(tag);

@@ -39,8 +39,7 @@ using NameMapPtr = std::shared_ptr<NameMap>;
 // The operations of IConvertObject don't show all that find and tags do. Types without a text form are not listed, since one
 // of them would end the conversion of the whole message. A time that SYSTEMTIME can't hold counts as absent. An address of
 // type EX is answered as the SMTP address that the object has beside it; where it has none, the narrow address of an
-// originator is absent, so that no mail shows a directory path. A method of attachment that no mail knows is answered as
-// that of a file, or as that of a reference where there is a path.
+// originator is absent, so that no mail shows a directory path.
 class PropertyBag {
  public:
   PropertyBag(HostContextPtr context, NameMapPtr names) : context_(std::move(context)), names_(std::move(names)) {}

@@ -85,29 +85,6 @@ TEST_F(Answers, HtmlAskedNarrowIsInTheCodePageOfItsMessage) {
   EXPECT_EQ(answer(PR_BODY_HTML_A), "\xD0\x9F");
 }
 
-TEST_F(Answers, AMethodOfAttachmentThatNoMailKnowsIsAFileOrAReference) {
-  const auto method = [&](std::int32_t stored, bool hasPath) {
-    message = makeMessage(std::make_shared<HostContext>());
-    message->bag().set(PR_ATTACH_METHOD, {PT_LONG, stored});
-    if (hasPath) {
-      set(PR_ATTACH_LONG_PATHNAME, u"//server/file");
-    }
-    SPropValue* value = nullptr;
-    EXPECT_EQ(message->getProp(PR_ATTACH_METHOD, &value), S_OK);
-    const std::int32_t answered = value->Value.l;
-    HostAllocator::free(value);
-    EXPECT_EQ(std::get<std::int32_t>(message->bag().find(PR_ATTACH_METHOD)->content), stored);
-    return answered;
-  };
-  for (const std::int32_t known : {0, 1, 4, 5, 6}) {
-    EXPECT_EQ(method(known, true), known);
-  }
-  for (const std::int32_t unknown : {2, 3, 7, 8, -1}) {
-    EXPECT_EQ(method(unknown, true), 4);
-    EXPECT_EQ(method(unknown, false), 1);
-  }
-}
-
 TEST_F(Answers, WhatHasNoTextIsNotListedButAnswered) {
   message->bag().set(propTag(PT_CURRENCY, 0x6000), {PT_CURRENCY, std::int64_t{1}});
   message->bag().set(propTag(msg::PT_RESTRICTION, 0x6001), {msg::PT_RESTRICTION, std::string("x")});

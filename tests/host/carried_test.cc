@@ -211,6 +211,35 @@ TEST_F(CarriedMail, WhatWouldFailTheMailIsPassedOverAndComesBack) {
   EXPECT_EQ(addDifferences(*message, *back, nullptr), std::vector<std::string>());
 }
 
+TEST_F(CarriedMail, OddMethodsOfAttachmentsComeBack) {
+  struct Case {
+    std::int32_t method;
+    bool hasPath;
+    bool isTold;
+  };
+  for (const Case& c :
+       {Case{2, true, false}, Case{3, false, true}, Case{7, true, false}, Case{9, false, true}, Case{4, true, false}}) {
+    SCOPED_TRACE(c.method);
+    message = makeMessage(context);
+    givenNote(*message);
+    PropertyBag& bag = message->addAttachment().bag();
+    set(bag, PR_ATTACH_METHOD, c.method);
+    text(bag, PR_ATTACH_LONG_FILENAME, u"elsewhere.txt");
+    if (c.hasPath) {
+      text(bag, PR_ATTACH_LONG_PATHNAME, u"//server/elsewhere.txt");
+    }
+    const MailFile file = writeMail(message.get(), MailForm::Lossless, nullptr);
+    EXPECT_EQ(file.warnings.size(), c.isTold ? 1U : 0U);
+    EXPECT_EQ(std::get<std::int32_t>(bag.find(PR_ATTACH_METHOD)->content), c.method);
+    const ComPtr<MemoryMessage> back = read(bytesOf({PT_BINARY, file.mail}));
+    ASSERT_EQ(back->parts().attachments.size(), 2U);
+    EXPECT_TRUE(same(bag, back->parts().attachments[1]->bag(), PR_ATTACH_METHOD));
+    EXPECT_EQ(back->parts().attachments[1]->bag().find(PR_ATTACH_DATA_BIN), nullptr);
+    EXPECT_EQ(bag.find(PR_ATTACH_DATA_BIN), nullptr);
+    EXPECT_EQ(textAt(back->parts().attachments[1]->bag(), PR_ATTACH_LONG_PATHNAME), textAt(bag, PR_ATTACH_LONG_PATHNAME));
+  }
+}
+
 Carried sample() {
   CarriedLayer layer;
   const auto add = [&layer](PropertyRecord record) {
