@@ -326,15 +326,20 @@ int degreeOf(std::string_view value) {
   }
   return 0;
 }
-// Importance and priority say the same in a mail that is written, in three degrees; the first of these headers that says
-// something counts, and without one the mail is a normal one.
+// A header of priority keeps its degree. One that was not there is written as the others say, or as normal.
+constexpr int kNormalDegree = 2;
 bool hasSameDegree(const Case& c) {
-  int degree = 0;
-  for (const char* name : {"header x-priority", "header importance", "header x-msmail-priority", "header priority"}) {
-    degree = degree == 0 ? degreeOf(c.was(name)) : degree;
+  const int after = degreeOf(c.difference.after);
+  if (const int before = degreeOf(c.difference.before); before != 0) {
+    return after == before;
   }
-  return degreeOf(c.difference.after) == (degree == 0 ? 2 : degree);
+  constexpr const char* kHeaders[] = {"header x-priority", "header importance", "header x-msmail-priority",
+                                      "header priority"};
+  return after == kNormalDegree ||
+         (after != 0 && std::any_of(std::begin(kHeaders), std::end(kHeaders),
+                                    [&](const char* name) { return degreeOf(c.was(name)) == after; }));
 }
+bool isNormal(const Case& c) { return degreeOf(c.difference.after) == kNormalDegree; }
 bool isVersion(const Case& c) { return c.difference.after == "1.0"; }
 bool isLastOfSeveral(const Case& c) { return c.difference.before.ends_with(c.difference.after); }
 bool isEmptyBody(const Case& c) { return c.difference.after.starts_with("0 bytes"); }
@@ -354,7 +359,8 @@ struct RuleRow {
 constexpr std::string_view kDerived = "worked out from the subject";
 constexpr std::string_view kReceiptTo = "receipts go to the sender";
 constexpr std::string_view kLifted = "a stored header becomes a property";
-constexpr std::string_view kDegrees = "priority and importance say the same, in three degrees";
+constexpr std::string_view kDegrees = "priority has three degrees";
+constexpr std::string_view kPriority = "priority is normal unless a mail says otherwise";
 constexpr std::string_view kSigned = "a signed or encrypted mail says so";
 constexpr std::string_view kSignedText = "a signed mail is one attachment that holds its texts and all headers";
 constexpr std::string_view kFromIsSender = "a mail without Sender takes its From";
@@ -437,7 +443,9 @@ constexpr RuleRow kRules[] = {
     {Place::Mail, "header Content-Description", Kind::Lost, becomesAttachment, kBecomesPart},
     {Place::Mail, "header Content-ID", Kind::Lost, becomesAttachment, kBecomesPart},
     {Place::Mail, "header Content-Language", Kind::Lost, becomesAttachment, kBecomesPart},
+    {Place::Mail, "header Importance", Kind::Added, isNormal, kPriority},
     {Place::Mail, "header Importance", Kind::Any, hasSameDegree, kDegrees},
+    {Place::Mail, "header X-Priority", Kind::Added, isNormal, kPriority},
     {Place::Mail, "header X-Priority", Kind::Any, hasSameDegree, kDegrees},
     {Place::Mail, "header X-MSMail-Priority", Kind::Any, hasSameDegree, kDegrees},
     {Place::Mail, "header Disposition-Notification-To", Kind::Changed, nullptr, kReceiptTo},
