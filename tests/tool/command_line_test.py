@@ -3,7 +3,9 @@
 import json
 import os
 import pathlib
+import pty
 import resource
+import shutil
 import signal
 import subprocess
 import sys
@@ -176,6 +178,111 @@ class CommandLine(unittest.TestCase):
     def test_a_folder_that_can_not_be_written(self):
         done = run("to-mime", "-o", "/proc/x.eml", MESSAGES / "unicode_note.msg")
         self.assertEqual((done.returncode, done.stderr.count(b"\n")), (1, 1), done.stderr)
+
+    def test_exact_form_brings_back_the_same_file(self):
+        def listed(file):
+            value = json.loads(run("show", "--json", "--full", file).stdout)
+            del value["file"]
+            names = lambda o: sorted((p.get("named", p["tag"]), json.dumps(p["value"])) for p in o["properties"])
+            # Texts that were wide say so in a file that is written.
+            strip = lambda o: [p for p in names(o) if p[0] != "340d0003"]
+            tell = lambda o: [strip(o), [strip(r) for r in o["recipients"]],
+                              [[strip(a), tell(a["message"]) if "message" in a else None] for a in o["attachments"]]]
+            return tell(value)
+        for name in ("embedded_and_ole", "many_types", "narrow_1251", "unicode_note"):
+            mail, back = self.path / f"{name}.eml", self.path / f"{name}.msg"
+            done = run("to-mime", "--form", "exact", "-o", mail, MESSAGES / f"{name}.msg")
+            self.assertEqual(done.returncode, 0, done.stderr)
+            self.assertEqual(run("to-mapi", "-o", back, mail).returncode, 0)
+            self.assertEqual(listed(back), listed(MESSAGES / f"{name}.msg"), name)
+
+    def test_a_full_disk_leaves_no_sidecar_alone(self):
+        def small_disk():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (64, 64))
+        done = subprocess.run([TOOL, "to-mime", "--form", "store", "-o", str(self.path / "out.eml"),
+                               str(MESSAGES / "unicode_note.msg")], capture_output=True, check=False,
+                              preexec_fn=small_disk)
+        self.assertEqual((done.returncode, done.stderr.count(b"\n")), (1, 1), done.stderr)
+        self.assertEqual(list(self.path.iterdir()), [])
+
+    def test_an_unwritable_folder_is_one_line(self):
+        for verb, source in (("to-mime", MESSAGES / "unicode_note.msg"), ("to-mapi", EXAMPLES / "lunch.eml")):
+            done = run(verb, "-o", "/proc/self/out", source)
+            self.assertEqual((done.returncode, done.stderr.count(b"\n")), (1, 1), done.stderr)
+
+    def test_warnings_go_to_standard_error(self):
+        damaged = self.path / "damaged.msg"
+        bytes_ = (MESSAGES / "unicode_note.msg").read_bytes()
+        # The header of the list of properties counts one recipient more than there are.
+        shown = json.loads(run("show", "--json", MESSAGES / "unicode_note.msg").stdout)
+        count = len(shown["recipients"])
+        at = bytes_.find(bytes(8) + count.to_bytes(4, "little"))
+        self.assertGreaterEqual(at, 0)
+        patched = bytearray(bytes_)
+        patched[at + 16:at + 20] = (count + 1).to_bytes(4, "little")
+        damaged.write_bytes(patched)
+        done = run("show", "--json", damaged)
+        self.assertEqual(done.returncode, 0)
+        self.assertRegex(done.stderr.decode(), r"\Analvo: .*damaged\.msg: warning: [^\n]*recipients[^\n]*\n\Z")
+        self.assertEqual(len(json.loads(done.stdout)["recipients"]), count)
+
+    def test_progress_shows_on_a_terminal_alone(self):
+        for i in range(3000):
+            self.given(f"in/{i:04}.eml", f"Subject: {i}\n\n" + "line\n" * 500)
+        arguments = [TOOL, "to-mapi", "-o", str(self.path / "out"), str(self.path / "in")]
+        terminal, end = pty.openpty()
+        batch = subprocess.Popen(arguments, stderr=end)
+        os.close(end)
+        told = b""
+        while True:
+            try:
+                piece = os.read(terminal, 4096)
+            except OSError:  # the other end is closed
+                break
+            if not piece:
+                break
+            told += piece
+        os.close(terminal)
+        self.assertEqual(batch.wait(), 0)
+        self.assertRegex(told, rb"\[#+\.*\] \d+/3000  \d+/s  \d+ s left")
+        self.assertTrue(told.endswith(b"\r\x1b[K"), "the bar makes way at the end")
+        self.assertEqual(run(*arguments[1:], "--force").stderr, b"")
+
+    @unittest.skipUnless(shutil.which("cc"), "no compiler for the stand-in")
+    def test_without_nameless_files_a_hidden_name_stands_in(self):
+        source = self.given("shim.c", "#define _GNU_SOURCE\n#include <dlfcn.h>\n#include <errno.h>\n#include <fcntl.h>\n"
+                            "#include <stdarg.h>\n#include <unistd.h>\n#undef open\n#undef open64\n"
+                            "int open(const char* path, int flags, ...) {\n"
+                            "  va_list more; va_start(more, flags); int mode = va_arg(more, int); va_end(more);\n"
+                            "  if ((flags & O_TMPFILE) == O_TMPFILE) { write(2, \"refused\", 7); errno = EOPNOTSUPP; return -1; }\n"
+                            "  return ((int (*)(const char*, int, ...))dlsym(RTLD_NEXT, \"open\"))(path, flags, mode);\n"
+                            "}\nint open64(const char* path, int flags, ...) {\n"
+                            "  va_list more; va_start(more, flags); int mode = va_arg(more, int); va_end(more);\n"
+                            "  return open(path, flags, mode);\n}\n")
+        shim = self.path / "shim.so"
+        subprocess.run(["cc", "-shared", "-fPIC", "-o", str(shim), str(source), "-ldl"], check=True)
+        out = self.path / "out"
+        out.mkdir()
+
+        def convert(*more, limit=None):
+            def prepare():
+                signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+                if limit:
+                    resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
+            return subprocess.run([TOOL, "to-mime", "-o", str(out / "n.eml"), str(MESSAGES / "unicode_note.msg"), *more],
+                                  env=dict(os.environ, LD_PRELOAD=str(shim)), capture_output=True, check=False,
+                                  preexec_fn=prepare)
+        self.assertEqual(convert(limit=64).returncode, 1)
+        self.assertEqual(list(out.iterdir()), [])
+        done = convert()
+        self.assertEqual((done.returncode, done.stderr), (0, b"refused"))
+        first = (out / "n.eml").read_bytes()
+        self.assertIn(b"Subject", first)
+        self.assertEqual(convert().returncode, 1)
+        self.assertEqual(convert("--force").returncode, 0)
+        self.assertEqual([f.name for f in out.iterdir()], ["n.eml"])
+        self.assertEqual((out / "n.eml").stat().st_mode & 0o111, 0)
 
     def test_a_killed_batch_leaves_no_half_file(self):
         source = self.path / "in"
