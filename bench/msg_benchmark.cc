@@ -1,12 +1,13 @@
 // How .msg files are opened, shown and saved: per second, in memory, and as they grow.
 //
-// bench-msg [FOLDER]: the .msg files below FOLDER for the first table; without it the project's own samples.
+// bench-msg [FOLDER]: with FOLDER, or msg/ of NALVO_CORPUS, also what the .msg files below it take.
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <vector>
@@ -15,9 +16,12 @@
 #include "host/byte_sink.h"
 #include "host/compound_writer.h"
 #include "host/file_stream.h"
+#include "host/folder_annotations.h"
 #include "host/json.h"
+#include "host/mail.h"
 #include "host/msg_file.h"
 #include "mime/read_only_stream.h"
+#include "nalvo/convert.h"
 #include "platform/mapi/tags.h"
 #include "streams/stream_utils.h"
 
@@ -103,6 +107,85 @@ void throughput(const fs::path& folder, const fs::path& scratch) {
        }));
 }
 
+// What each message takes through the library, and the annotations among it.
+void conversions(const fs::path& folder) {
+  const auto context = std::make_shared<HostContext>();
+  std::vector<ComPtr<MemoryMessage>> messages;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    if (entry.path().extension() == ".msg") {
+      try {
+        messages.push_back(open(entry.path()));
+      } catch (const HResultException&) {
+        continue;  // told above
+      }
+    }
+  }
+  for (const auto& [name, form] : {std::pair("lossless", MailForm::Lossless), std::pair("exact", MailForm::Exact),
+                                   std::pair("wire", MailForm::Wire), std::pair("store", MailForm::Store)}) {
+    std::vector<MailFile> mails;
+    std::size_t failures = 0;
+    const double there = secondsOf([&] {
+      for (const auto& message : messages) {
+        try {
+          mails.push_back(writeMail(message.get(), form, nullptr));
+        } catch (const HResultException&) {
+          ++failures;
+        }
+      }
+    });
+    const double back = secondsOf([&] {
+      for (const MailFile& mail : mails) {
+        (void)readMail(mail, context, FILETIME{}, true, nullptr);
+      }
+    });
+    const auto count = static_cast<double>(mails.size());
+    std::printf("%-8s to-mime %6.0f /s  to-mapi %6.0f /s  %zu failed\n", name, count / there, count / back, failures);
+  }
+}
+
+// Properties of a folder to annotations and back.
+void annotations() {
+  constexpr ULONG kCount = 20'000;
+  const auto context = std::make_shared<HostContext>();
+  const auto folder = makeCom<MemoryFolder>(context, std::make_shared<NameMap>());
+  for (ULONG i = 0; i < kCount; ++i) {
+    folder->bag().set(propTag(PT_UNICODE, 0x1000 + i), {PT_UNICODE, std::u16string(u"a text \u00E9 of some length")});
+  }
+  const auto set = makeCom<MemoryAnnotations>(context);
+  const double there = secondsOf([&] { (void)writeAnnotations(folder.get(), *set, nullptr); });
+  const auto again = makeCom<MemoryFolder>(context, std::make_shared<NameMap>());
+  const double back = secondsOf([&] { (void)folderFromMimeToMapi(set.get(), again.get(), 0, nullptr); });
+  if (again->bag().tags() != folder->bag().tags()) {
+    std::printf("annotations: not all came back\n");
+  }
+  std::printf("annotations: write %8.0f /s, read %8.0f /s\n", kCount / there, kCount / back);
+}
+
+// Growth of the process while a big attachment goes to a mail and back.
+void bigConversion(std::size_t mebibytes, const fs::path& scratch) {
+  const fs::path big = scratch.string() + ".big";
+  const ComPtr<MemoryMessage> message = makeMessage(std::make_shared<HostContext>());
+  {
+    ComPtr<IStream> data = streamUtils::createStream();
+    const std::string piece(1U << 20, 'x');
+    for (std::size_t i = 0; i < mebibytes; ++i) {
+      mime::writeAll(data.get(), piece);
+    }
+    PropertyBag& bag = message->addAttachment().bag();
+    bag.set(PR_ATTACH_METHOD, {PT_LONG, std::int32_t{1}});
+    bag.set(PR_ATTACH_LONG_FILENAME, {PT_UNICODE, std::u16string(u"big.bin")});
+    bag.set(PR_ATTACH_DATA_BIN, {PT_BINARY, std::move(data)});
+    message->bag().set(PR_MESSAGE_CLASS, {PT_UNICODE, std::u16string(u"IPM.Note")});
+  }
+  writeMsg(message.get(), big);
+  const double toMime = peakOf([&] { (void)writeMail(open(big).get(), MailForm::Lossless, nullptr); });
+  const ComPtr<IStream> mail = writeMail(open(big).get(), MailForm::Lossless, nullptr).mail;
+  const double toMapi =
+      peakOf([&] { writeMsg(readMail(mail.get(), std::make_shared<HostContext>(), FILETIME{}, nullptr).get(), scratch); });
+  std::printf("%4zu MiB attachment: to-mime %5.1f, to-mapi %5.1f MiB above the start\n", mebibytes, toMime, toMapi);
+  fs::remove(big);
+}
+
 void bigAttachment(std::size_t mebibytes, const fs::path& scratch) {
   const fs::path big = scratch.string() + ".big";
   const double made = peakOf([&] {
@@ -177,9 +260,16 @@ int main(int argc, char** argv) {
   for (const std::size_t mebibytes : std::initializer_list<std::size_t>{1, 50, 500}) {
     bigAttachment(mebibytes, scratch);
   }
-  if (argc > 1) {
-    throughput(argv[1], scratch);
+  for (const std::size_t mebibytes : std::initializer_list<std::size_t>{50, 500}) {
+    bigConversion(mebibytes, scratch);
   }
+  const char* corpus = std::getenv("NALVO_CORPUS");
+  if (argc > 1 || corpus != nullptr) {
+    const fs::path folder = argc > 1 ? fs::path(argv[1]) : fs::path(corpus) / "msg";
+    throughput(folder, scratch);
+    conversions(folder);
+  }
+  annotations();
   growth("recipients", scratch, addRecipient);
   growth("attachments", scratch, addAttachment);
   growth("properties", scratch, addProperty);

@@ -2,6 +2,7 @@
 #include <cstdlib>
 
 #include "diagnostics/hresult_exception.h"
+#include "host/carried.h"
 #include "host/json.h"
 #include "host/msg_file.h"
 #include "mime/read_only_stream.h"
@@ -38,6 +39,14 @@ std::string shown(const host::MemoryMessage& message) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto context = std::make_shared<host::HostContext>();
+  // What a mail carries is of the same kind: bytes of others that become properties.
+  if (const auto carried = host::decodeCarried({reinterpret_cast<const char*>(data), size})) {
+    const ComPtr<host::MemoryMessage> carrier = host::makeMessage(context);
+    carrier->addRecipient();
+    carrier->addAttachment();
+    host::apply(*carried, *carrier);
+    (void)shown(*carrier);
+  }
   const ComPtr<IStream> file = streamUtils::createStream();
   mime::writeAll(file.get(), {reinterpret_cast<const char*>(data), size});
   ComPtr<host::MemoryMessage> message;
