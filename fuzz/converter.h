@@ -42,7 +42,11 @@ inline std::string contentOf(IStream* stream) {
 // One caller. Aborts at its end if anything that it lent out is still held.
 class Converter {
  public:
-  Converter() : allocations_(context.get()) {}
+  Converter() : allocations_(context.get()) {
+    constexpr SYSTEMTIME kArrived{2020, 3, 1, 2, 9, 30, 0, 0};
+    flags->internalDate = kArrived;
+    flags->modificationDate = kArrived;
+  }
   ~Converter() {
     message = nullptr;
     annotations = nullptr;
