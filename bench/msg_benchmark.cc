@@ -145,11 +145,11 @@ void conversions(const fs::path& folder) {
 
 // Properties of a folder to annotations and back.
 void annotations() {
-  constexpr ULONG kCount = 20'000;
+  constexpr ULONG kCount = 8'000;
   const auto context = std::make_shared<HostContext>();
   const auto folder = makeCom<MemoryFolder>(context, std::make_shared<NameMap>());
   for (ULONG i = 0; i < kCount; ++i) {
-    folder->bag().set(propTag(PT_UNICODE, 0x1000 + i), {PT_UNICODE, std::u16string(u"a text \u00E9 of some length")});
+    folder->bag().set(propTag(PT_UNICODE, 0x4000 + i), {PT_UNICODE, std::u16string(u"a text \u00E9 of some length")});
   }
   const auto set = makeCom<MemoryAnnotations>(context);
   const double there = secondsOf([&] { (void)writeAnnotations(folder.get(), *set, nullptr); });
