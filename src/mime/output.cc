@@ -1,23 +1,55 @@
 #include "mime/output.h"
 
+#include <algorithm>
+
 #include "mime/read_only_stream.h"
 
 namespace nalvo::mime {
+namespace {
+
+constexpr std::string_view kDashes = "--";
+
+}  // namespace
 
 void StreamSink::write(std::string_view text) { writeAll(stream_, text); }
 
-void BoundaryWatch::write(std::string_view text) {
-  for (const char c : text) {
-    if (c == '\n') {
-      matched_ = 0;
-    } else if (matched_ != kNo) {
-      matched_ = c == wanted_[matched_] ? matched_ + 1 : kNo;
-      if (matched_ == wanted_.size()) {
-        found_ = true;
-        matched_ = kNo;
+void BoundaryCounter::add(std::string_view boundary) {
+  lines_.emplace(boundary, 0);
+  lengths_.insert(boundary.size());
+}
+
+void BoundaryCounter::write(std::string_view text) {
+  const std::size_t wanted = kDashes.size() + (lengths_.empty() ? 0 : *lengths_.rbegin());
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    if (line_.size() < wanted) {
+      line_ += text.substr(0, std::min(end, wanted - line_.size()));
+    }
+    if (end == text.size()) {
+      return;
+    }
+    endLine();
+    text.remove_prefix(end + 1);
+  }
+}
+
+void BoundaryCounter::endLine() {
+  if (line_.starts_with(kDashes)) {
+    for (const std::size_t length : lengths_) {
+      const std::string_view start = std::string_view(line_).substr(kDashes.size(), length);
+      const auto found = start.size() == length ? lines_.find(start) : lines_.end();
+      if (found != lines_.end()) {
+        ++found->second;
       }
     }
   }
+  line_.clear();
+}
+
+std::size_t BoundaryCounter::linesOf(std::string_view boundary) {
+  endLine();
+  const auto found = lines_.find(boundary);
+  return found == lines_.end() ? 0 : found->second;
 }
 
 void Output::write(std::string_view text) {

@@ -1,6 +1,9 @@
 // Where a writer puts its text.
 #pragma once
 
+#include <map>
+#include <set>
+
 #include "mime/source.h"
 
 namespace nalvo::mime {
@@ -30,18 +33,20 @@ class CountingSink final : public TextSink {
   std::uint64_t bytes_ = 0;
 };
 
-// Looks for a line that begins with "--" and a boundary.
-class BoundaryWatch final : public TextSink {
+// Counts the lines that begin with "--" and one of several boundaries.
+class BoundaryCounter final : public TextSink {
  public:
-  explicit BoundaryWatch(std::string_view boundary) : wanted_("--" + std::string(boundary)) {}
+  void add(std::string_view boundary);
   void write(std::string_view text) override;
-  bool found() const { return found_; }
+  // Also of the last line, which needs no end.
+  std::size_t linesOf(std::string_view boundary);
 
  private:
-  std::string wanted_;
-  std::size_t matched_ = 0;  // how much of it the line has so far; kNo for a line that differs
-  static constexpr std::size_t kNo = static_cast<std::size_t>(-1);
-  bool found_ = false;
+  void endLine();
+
+  std::map<std::string, std::size_t, std::less<>> lines_;  // by boundary
+  std::set<std::size_t> lengths_;                          // of the boundaries
+  std::string line_;                                       // as much of it as the longest boundary asks for
 };
 
 // Gathers small pieces, and joins spans that follow each other in one source into one copy.

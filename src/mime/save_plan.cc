@@ -70,6 +70,14 @@ bool isPkcs7Mime(const MediaType& type) {
   return type.is("application", "pkcs7-mime") || type.is("application", "x-pkcs7-mime");
 }
 
+// Made once and kept, so that a second save gives the same text.
+const std::string& ownBoundary(Body& body) {
+  if (body.boundary.empty()) {
+    body.boundary = makeBoundary();
+  }
+  return body.boundary;
+}
+
 }  // namespace
 
 bool isManaged(const Body& body) {
@@ -114,6 +122,7 @@ SavePlan::SavePlan(Body& top) {
   for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
     plan(*step);
   }
+  settleStoredBoundaries(top);
 }
 
 const BodyPlan& SavePlan::of(const Body& body) const {
@@ -225,19 +234,32 @@ void SavePlan::planParts(Body& body, BodyPlan& plan) {
       plan.keepsStoredEncoding = value == "8bit" || value == "binary" || (value == "7bit" && !plan.isEightBit);
     }
     if (const Parameter* stored = body.stored->type.find("boundary"); stored != nullptr && !stored->value.empty()) {
-      BoundaryWatch watch(stored->value);
-      Output output(watch);
       plan.boundary = stored->value;
-      writeParts(body, *this, output);
-      if (!watch.found()) {
-        return;
-      }
+      storedBoundaries_.push_back(&body);
+      return;
     }
   }
-  if (body.boundary.empty()) {
-    body.boundary = makeBoundary();
+  plan.boundary = ownBoundary(body);
+}
+
+// A stored boundary serves again if no line is one of its delimiters but those that part its body. All are tried at once,
+// in one writing, however many messages lie within each other.
+void SavePlan::settleStoredBoundaries(Body& top) {
+  if (storedBoundaries_.empty()) {
+    return;
   }
-  plan.boundary = body.boundary;
+  BoundaryCounter lines;
+  for (const Body* body : storedBoundaries_) {
+    lines.add(of(*body).boundary);
+  }
+  Output output(lines);
+  writeTrial(top, *this, output);
+  for (Body* body : storedBoundaries_) {
+    BodyPlan& plan = plans_.at(body);
+    if (lines.linesOf(plan.boundary) != std::size_t{body->childCount} + 1) {
+      plan.boundary = ownBoundary(*body);
+    }
+  }
 }
 
 }  // namespace nalvo::mime

@@ -43,8 +43,10 @@ class SavePlan {
   void planStream(Body& body, BodyPlan& plan);
   void planParts(Body& body, BodyPlan& plan);
   void planStoredEncoding(Body& body, BodyPlan& plan);
+  void settleStoredBoundaries(Body& top);
 
   std::unordered_map<const Body*, BodyPlan> plans_;
+  std::vector<Body*> storedBoundaries_;  // roots that would be parted as they were
 };
 
 // The filters that the content of a planned stream goes through.

@@ -185,11 +185,8 @@ void write(Body& body, bool withHeader, TextSink& sink) {
 void writeBody(Body& body, TextSink& sink) { write(body, true, sink); }
 void writeContent(Body& body, TextSink& sink) { write(body, false, sink); }
 
-void writeParts(Body& multipart, const SavePlan& plan, Output& output) {
-  for (Body* child = multipart.first; child != nullptr; child = child->next) {
-    Writer(plan, output, true).run(*child, true);
-    output.write("\r\n");
-  }
+void writeTrial(Body& body, const SavePlan& plan, Output& output) {
+  Writer(plan, output, true).run(body, true);
   output.flush();
 }
 

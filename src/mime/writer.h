@@ -10,8 +10,8 @@ namespace nalvo::mime {
 void writeBody(Body& body, TextSink& sink);
 // The content alone. Multiparts: preamble, parts, delimiters, epilogue.
 void writeContent(Body& body, TextSink& sink);
-// Each part of a multipart without the delimiters around it, Base64 content left out: what a boundary must not occur in.
-void writeParts(Body& multipart, const SavePlan& plan, Output& output);
+// As writeBody with that plan, but Base64 content is left out: all lines that a boundary may occur in.
+void writeTrial(Body& body, const SavePlan& plan, Output& output);
 // The rows alone, as they stand: no empty line, X-MAPI and a leading "From " line left out.
 void writeRows(const HeaderRows& rows, const HeaderStyle& style, TextSink& sink);
 
