@@ -1,0 +1,86 @@
+#include "mail/v_base.h"
+
+#include <algorithm>
+
+#include "mail/content_sources.h"
+#include "mail/v_text.h"
+#include "platform/com/hresult.h"
+#include "text/charset_ascii_fold.h"
+#include "text/charset_names.h"
+
+namespace nalvo::mail {
+
+std::string VBase::toText() const {
+  std::string text;
+  printTo(text);
+  return text;
+}
+
+HRESULT VBase::print(IStream* stream) const {
+  constexpr std::size_t kPiece = 1U << 20;
+  const std::string text = toText();
+  for (std::size_t at = 0; at < text.size(); at += kPiece) {
+    const auto size = static_cast<ULONG>(std::min(kPiece, text.size() - at));
+    if (const HRESULT hr = stream->Write(text.data() + at, size, nullptr); failed(hr)) {
+      return hr;
+    }
+  }
+  return S_OK;
+}
+
+bool VBase::read(IStream* stream, std::string_view charset) {
+  vcWinIStreamLex lexer(stream, charset);
+  return readFrom(lexer);
+}
+
+bool VBase::read(std::istream& stream, std::string_view charset) {
+  vcIStreamLex lexer(stream, charset);
+  return readFrom(lexer);
+}
+
+bool VBase::read(NStream& stream, std::string_view charset) {
+  vcNStreamLex lexer(stream, charset);
+  return readFrom(lexer);
+}
+
+bool VBase::readFrom(HeaderLex& lexer) { return root_.read(lexer, getType()); }
+
+std::vector<std::string> VBase::getValues(std::string_view name) const {
+  std::vector<std::string> texts;
+  for (const PropertyValue& value : current().findProperty(name).values) {
+    texts.push_back(value.text);
+  }
+  return texts;
+}
+
+void VBase::setValues(std::string_view name, const std::vector<std::string>& texts) {
+  Property& property = currentForWrite().addProperty(name);
+  property.clearValues();
+  for (const std::string& text : texts) {
+    property.addValue().text = text;
+  }
+}
+
+std::vector<std::string> VBase::getCategories() const {
+  std::vector<std::string> categories;
+  for (const PropertyValue& value : current().findProperty("CATEGORIES").values) {
+    for (const std::string_view item : split(value.text, ",")) {
+      categories.emplace_back(item);
+    }
+  }
+  return categories;
+}
+
+void VBase::setCategories(const std::vector<std::string>& categories) { setValues("CATEGORIES", {join(categories)}); }
+
+void VBase::dumpFields(std::ostream& log, std::initializer_list<const char*> names) const {
+  log << getType();
+  for (const char* name : names) {
+    std::string text;
+    utils::foldToAscii(utils::kUtf8Charset, getProperty(name), text);
+    log << "\n  " << name << ": " << text;
+  }
+  log << '\n';
+}
+
+}  // namespace nalvo::mail
