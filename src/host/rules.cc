@@ -368,7 +368,6 @@ constexpr std::string_view kOneName = "an attachment has one name, that of its f
 constexpr std::string_view kMimeTag = "an attachment from a mail says its type";
 constexpr std::string_view kMailFile = "a mail that is attached as a file becomes a message";
 constexpr std::string_view kBecomesPart = "a mail that is one attachment holds it as a part";
-constexpr std::string_view kChosenText = "a message with RTF gives the text that its RTF holds; RTF has no engine yet";
 constexpr std::string_view kUtf8 = "a text that its charset lacks goes out as UTF-8";
 constexpr std::string_view kNearPage = "ISO-8859-15 goes out as ISO-8859-1, ISO-8859-13 as ISO-8859-4";
 constexpr std::string_view kHtmlBytes = "HTML is kept as the bytes of the mail";
