@@ -201,6 +201,12 @@ std::u16string detect(mime::IMimeMessageTree* tree, bool rootCounts) {
   }
   mime::HBODY root = nullptr;
   checkHResult(tree->GetBody(mime::IBL_ROOT, nullptr, &root), kSource.at(kWhere));
+  const HRESULT isSigned = tree->IsContentType(root, "multipart", "signed");
+  checkHResult(isSigned, kSource.at(kWhere));
+  if (isSigned == S_OK) {
+    // Taken apart it would no longer be what was signed.
+    return u"IPM.Note";
+  }
   std::vector<BodyInfo> list;
   traverseBodies(tree, root, list, !rootCounts);
   std::for_each(list.begin(), list.end(), detectVCalendarComponent);

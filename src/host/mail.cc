@@ -9,6 +9,7 @@
 #include "mime/mime.h"
 #include "mime/mime_utils.h"
 #include "nalvo/convert.h"
+#include "platform/mapi/tags.h"
 #include "platform/time/file_time.h"
 #include "streams/stream_utils.h"
 
@@ -41,6 +42,35 @@ bool hasHeader(mime::IMimeMessage* mail, const char* name) {
   mime::HHEADERROW row = nullptr;
   return succeeded(mail->BindToObject(mime::HBODY_ROOT, mime::IMimeHeaderTable::kIid, table.putVoid())) &&
          succeeded(table->FindFirst(name, &row));
+}
+
+ComPtr<IStream> headerBlock(mime::IMimeMessage* mail) {
+  constexpr const char* kWhere = "host::headerBlock";
+  ComPtr<mime::IMimeHeaderTable> table;
+  ComPtr<IStream> block = streamUtils::createStream();
+  checkHResult(mail->BindToObject(mime::HBODY_ROOT, mime::IMimeHeaderTable::kIid, table.putVoid()), kSource.at(kWhere));
+  checkHResult(table->Save(block.get(), 0), kSource.at(kWhere));
+  streamUtils::rewind(block.get());
+  return block;
+}
+
+// The same mail, which nobody takes for a report.
+ComPtr<IStream> withoutReportType(mime::IMimeMessage* mail) {
+  constexpr const char* kWhere = "host::withoutReportType";
+  ComPtr<IStream> text = streamUtils::createStream();
+  checkHResult(mail->DeleteProp("par:content-type:report-type"), kSource.at(kWhere));
+  checkHResult(mail->Save(text.get(), 1), kSource.at(kWhere));
+  streamUtils::rewind(text.get());
+  return text;
+}
+
+void setStream(MemoryMessage& message, ULONG tag, IStream* source) {
+  constexpr const char* kWhere = "host::setStream";
+  ComPtr<IStream> target;
+  checkHResult(message.openProp(tag, 1, IStream::kIid, target.putUnknown()), kSource.at(kWhere));
+  checkHResult(target->SetSize(0), kSource.at(kWhere));
+  streamUtils::copy(source, target.get(), false);
+  checkHResult(target->Commit(0), kSource.at(kWhere));
 }
 
 // When a mail arrived: as its first Received row says, else its Date, else at `fallback`.
@@ -120,7 +150,9 @@ void convert(MemoryMessage* message, IAnnotations* annotations, DWORD word, ILog
   hidden.replaceOddMethods(messages, file.warnings);
   const auto run = [&] {
     file.mail = streamUtils::createStream();
-    return mapiToMime(message, annotations, file.mail.get(), file.flags.get(), allocator.get(), word, nullptr, log);
+    // A session of MAPI is what this caller stands for.
+    return mapiToMime(message, annotations, file.mail.get(), file.flags.get(), allocator.get(), word | CONVERT_INSIDE_MAPI,
+                      nullptr, log);
   };
   HRESULT hr = run();
   if (hr == MAPI_E_CORRUPT_DATA && hidden.hideDamagedRtf(messages, file.warnings)) {
@@ -159,7 +191,7 @@ void writeExact(MemoryMessage* message, ILog* log, MailFile& file) {
 }  // namespace
 
 ComPtr<MemoryMessage> readMail(const MailFile& file, const HostContextPtr& context, FILETIME fallback, bool trustXMapi,
-                               ILog* log) {
+                               ILog* log, std::vector<std::string>* warnings) {
   constexpr const char* kWhere = "host::readMail";
   const ScopedContext allocations(context.get());
   IStream* stream = file.mail.get();
@@ -172,7 +204,7 @@ ComPtr<MemoryMessage> readMail(const MailFile& file, const HostContextPtr& conte
   const bool beside = file.annotations || file.flags;
   const bool useXMapi = !beside && trustXMapi && hasHeader(mail.get(), "X-MAPI");
 
-  ComPtr<MemoryMessage> message = makeMessage(context);
+  ComPtr<MemoryMessage> message;
   const auto allocator = makeCom<HostAllocator>(context);
   const auto annotations = makeCom<MemoryAnnotations>(context, file.annotations.value_or(MemoryAnnotations::Entries()));
   const ComPtr<MemoryFlags> flags = file.flags ? file.flags : flagsOf(mail.get(), context, size);
@@ -182,17 +214,30 @@ ComPtr<MemoryMessage> readMail(const MailFile& file, const HostContextPtr& conte
   if (!flags->modificationDate) {
     flags->modificationDate = flags->internalDate;
   }
-  mail.reset();
-  checkHResult(mimeToMapi(annotations.get(), stream, flags.get(), message.get(), allocator.get(),
-                          useXMapi ? CONVERT_FROM_ATTACHMENT : CONVERT_NORMAL, log),
-               kSource.at(kWhere));
+  const auto convertFrom = [&](IStream* text) {
+    message = makeMessage(context);
+    return mimeToMapi(annotations.get(), text, flags.get(), message.get(), allocator.get(),
+                      (useXMapi ? CONVERT_FROM_ATTACHMENT : CONVERT_NORMAL) | CONVERT_INSIDE_MAPI, log);
+  };
+  HRESULT hr = convertFrom(stream);
+  const bool isReport = mail->IsContentType(mime::HBODY_ROOT, "multipart", "report") == S_OK;
+  if (isReport && (hr == MIME_E_NOT_FOUND || hr == MIME_E_BAD_DATE)) {
+    if (warnings != nullptr) {
+      warnings->emplace_back("message: the report is damaged and was read as a mail");
+    }
+    const ComPtr<IStream> headers = headerBlock(mail.get());
+    hr = convertFrom(withoutReportType(mail.get()).get());
+    setStream(*message, PR_TRANSPORT_MESSAGE_HEADERS_A, headers.get());
+  }
+  checkHResult(hr, kSource.at(kWhere));
   checkHResult(message->saveChanges(), kSource.at(kWhere));
   putBackCarried(*message, file.annotations.has_value() || useXMapi, trustXMapi);
   return message;
 }
 
-ComPtr<MemoryMessage> readMail(IStream* mail, const HostContextPtr& context, FILETIME fallback, ILog* log) {
-  return readMail(MailFile{ComPtr<IStream>::retain(mail)}, context, fallback, true, log);
+ComPtr<MemoryMessage> readMail(IStream* mail, const HostContextPtr& context, FILETIME fallback, ILog* log,
+                               std::vector<std::string>* warnings) {
+  return readMail(MailFile{ComPtr<IStream>::retain(mail)}, context, fallback, true, log, warnings);
 }
 
 MailFile writeMail(MemoryMessage* message, MailForm form, ILog* log) {

@@ -31,11 +31,12 @@ struct MailFile {
 // Reads a mail into a new message. What the mail carries beside it is put back where it comes from X-MAPI that is trusted or
 // from annotations, and is never left in the message. Annotations and flags beside it are taken when they are there, else
 // what X-MAPI brings when that header is there and `trustXMapi`. A mail without flags counts as read and as arrived when its
-// first Received row says, else its Date, else at `fallback` (UTC). Throws the export's code; `log` (may be null) has the
-// text.
+// first Received row says, else its Date, else at `fallback` (UTC). A report that can't be read as one is read as a note,
+// and `warnings` (may be null) says so. Throws the export's code; `log` (may be null) has the text.
 ComPtr<MemoryMessage> readMail(const MailFile& file, const HostContextPtr& context, FILETIME fallback, bool trustXMapi,
-                               ILog* log);
-ComPtr<MemoryMessage> readMail(IStream* mail, const HostContextPtr& context, FILETIME fallback, ILog* log);
+                               ILog* log, std::vector<std::string>* warnings = nullptr);
+ComPtr<MemoryMessage> readMail(IStream* mail, const HostContextPtr& context, FILETIME fallback, ILog* log,
+                               std::vector<std::string>* warnings = nullptr);
 
 // All forms but Wire carry what a mail would drop or alter; see carried.h. Throws likewise, and for the form Exact
 // MAPI_E_NO_SUPPORT, with a text that tells what, when something does not come back bit by bit.

@@ -43,10 +43,10 @@ Outcome check(const Input& input, bool json) {
   if (host::isMsg(file.get())) {
     const ComPtr<host::MemoryMessage> before = host::readMsg(file.get(), context, &outcome.warnings);
     const ComPtr<IStream> mail = host::writeMail(before.get(), host::MailForm::Lossless, nullptr).mail;
-    const ComPtr<host::MemoryMessage> after = host::readMail(mail.get(), context, input.modified(), nullptr);
+    const ComPtr<host::MemoryMessage> after = host::readMail(mail.get(), context, input.modified(), nullptr, &outcome.warnings);
     comparison = host::compareMessages(*before, *after);
   } else {
-    const ComPtr<host::MemoryMessage> message = host::readMail(file.get(), context, input.modified(), nullptr);
+    const ComPtr<host::MemoryMessage> message = host::readMail(file.get(), context, input.modified(), nullptr, &outcome.warnings);
     const ComPtr<IStream> back = host::writeMail(message.get(), host::MailForm::Lossless, nullptr).mail;
     comparison = host::compareMails(file.get(), back.get());
   }

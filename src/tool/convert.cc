@@ -106,10 +106,11 @@ Outcome toMapi(const Input& input, const ConvertOptions& options) {
       mail.flags = host::flagsFromJson(contentOf(beside), context);
     }
   }
-  const ComPtr<host::MemoryMessage> message = host::readMail(mail, context, input.modified(), options.trustXMapi, nullptr);
+  Outcome outcome;
+  const ComPtr<host::MemoryMessage> message =
+      host::readMail(mail, context, input.modified(), options.trustXMapi, nullptr, &outcome.warnings);
   AtomicFile written(target);
   host::writeMsg(message.get(), written.path());
-  Outcome outcome;
   if (toOutput) {
     outcome.output = contentOf(written.path());
   } else {

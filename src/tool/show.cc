@@ -81,7 +81,7 @@ Outcome show(const Input& input, const ShowOptions& options) {
   const ComPtr<IStream> file = input.open();
   const ComPtr<host::MemoryMessage> message = host::isMsg(file.get())
                                                   ? host::readMsg(file.get(), context, &outcome.warnings)
-                                                  : host::readMail(file.get(), context, input.modified(), nullptr);
+                                                  : host::readMail(file.get(), context, input.modified(), nullptr, &outcome.warnings);
   const Json json = host::toJson(*message, options.full);
   if (options.json) {
     Json line = {{"file", input.name}};

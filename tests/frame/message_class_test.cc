@@ -15,6 +15,10 @@ TEST(MessageClass, IsToldByTheFirstBodyThatShowsOne) {
   };
   const Case cases[] = {
       {"plain text", "Subject: x\n\ntext\n", u"IPM.Note", false},
+      {"a signed report stays what was signed",
+       "Content-Type: multipart/signed; boundary=s\n\n--s\nContent-Type: multipart/report; report-type=delivery-status; "
+       "boundary=b\n\n--b\n\nx\n--b--\n--s\nContent-Type: application/pkcs7-signature\n\ny\n--s--\n",
+       u"IPM.Note", false},
       {"a delivery report", "Content-Type: multipart/report; report-type=delivery-status; boundary=b\n\n--b\n\nx\n--b--\n",
        u"Report.IPM.Note.DR", false},
       {"a read report",
