@@ -30,15 +30,6 @@ char16_t upper(char16_t unit) {
   return mapped <= 0xFFFF ? static_cast<char16_t>(mapped) : unit;
 }
 
-// The order of the entries of a storage.
-bool before(std::u16string_view a, std::u16string_view b) {
-  if (a.size() != b.size()) {
-    return a.size() < b.size();
-  }
-  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
-                                      [](char16_t x, char16_t y) { return upper(x) < upper(y); });
-}
-
 // Reads until the buffer is full or the stream ends.
 std::string_view fill(IStream* stream, std::string& buffer) {
   std::size_t done = 0;
@@ -55,6 +46,14 @@ std::string_view fill(IStream* stream, std::string& buffer) {
 }
 
 }  // namespace
+
+bool comesBefore(std::u16string_view name, std::u16string_view other) {
+  if (name.size() != other.size()) {
+    return name.size() < other.size();
+  }
+  return std::lexicographical_compare(name.begin(), name.end(), other.begin(), other.end(),
+                                      [](char16_t x, char16_t y) { return upper(x) < upper(y); });
+}
 
 CompoundWriter::CompoundWriter(ByteSink& sink, std::uint64_t expectedBytes)
     : sink_(sink), sectorShift_(expectedBytes <= kSmallSectorsUpTo ? 9 : 12), miniStream_(streamUtils::createStream()) {
@@ -173,7 +172,7 @@ std::uint32_t CompoundWriter::linkTree(const std::vector<std::uint32_t>& sorted,
 void CompoundWriter::linkTrees() {
   for (auto& [storage, children] : children_) {
     std::stable_sort(children.begin(), children.end(),
-                     [this](std::uint32_t a, std::uint32_t b) { return before(entries_[a].name, entries_[b].name); });
+                     [this](std::uint32_t a, std::uint32_t b) { return comesBefore(entries_[a].name, entries_[b].name); });
     const auto redDepth = static_cast<unsigned>(std::bit_width(children.size())) - 1;
     entries_[storage].child = linkTree(children, 0, children.size(), 0, redDepth);
   }

@@ -19,6 +19,9 @@ struct StorageInfo {
   FILETIME modified{};
 };
 
+// The order of the entries of a storage: by length, then by letters whatever their case.
+bool comesBefore(std::u16string_view name, std::u16string_view other);
+
 // Streams are written as they come, each in one piece; what is small is gathered and follows at the end, as do the tables.
 // Memory grows with the number of entries, not with their size. The same calls give the same bytes.
 class CompoundWriter {

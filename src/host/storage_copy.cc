@@ -1,5 +1,7 @@
 #include "host/storage_copy.h"
 
+#include <algorithm>
+
 #include "host/compound_layout.h"
 
 namespace nalvo::host {
@@ -10,8 +12,13 @@ constexpr unsigned kDeepestStorage = 100;
 
 bool copyLevel(CompoundFile& file, const CompoundFile::Entry& source, CompoundWriter& writer, CompoundWriter::Storage target,
                unsigned depth) {
+  // A damaged file may have them in another order, and a copy of the copy is to be the same file.
+  std::vector<std::uint32_t> children = source.children;
+  std::stable_sort(children.begin(), children.end(), [&file](std::uint32_t a, std::uint32_t b) {
+    return comesBefore(file.entry(a).name, file.entry(b).name);
+  });
   bool whole = true;
-  for (const std::uint32_t index : source.children) {
+  for (const std::uint32_t index : children) {
     const CompoundFile::Entry& child = file.entry(index);
     if (!child.isStorage) {
       const std::uint64_t there = file.availableSize(child);

@@ -9,8 +9,8 @@ namespace nalvo::host {
 StorageInfo infoOf(const CompoundFile::Entry& storage);
 // The bytes of all streams in a storage, as the directory tells them.
 std::uint64_t sizeOfStorage(const CompoundFile& file, const CompoundFile::Entry& storage);
-// Copies what lies in `source` into `target`. False if something was left out: a stream that is cut, or storages more than
-// 100 deep in each other.
+// Copies what lies in `source` into `target`, in the order of comesBefore, so that equal contents give equal files. False if
+// something was left out: a stream that is cut, or storages more than 100 deep in each other.
 bool copyStorage(CompoundFile& file, const CompoundFile::Entry& source, CompoundWriter& writer,
                  CompoundWriter::Storage target);
 
