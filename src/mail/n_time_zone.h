@@ -3,36 +3,18 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "mail/date_time.h"
-#include "mail/duration.h"
-#include "mail/rrule.h"
 #include "mail/time_zone.h"
+#include "mail/zone_changes.h"
+#include "mail/zone_observance.h"
 
 namespace nalvo::mail {
 
-class Component;
 struct ZoneRecord;
-
-// A stretch of a zone's year (or of its history) with one offset.
-struct Observance {
-  enum class Kind : std::uint8_t { Standard = 1, Daylight = 2 };
-
-  Kind kind = Kind::Standard;
-  DateTime dtstart;     // the wall clock ahead of the change, kept at offset zero
-  Duration offsetFrom;  // holds ahead of the change; not null
-  Duration offsetTo;    // holds behind it; not null
-  std::string comment;
-  std::vector<DateTime> rdates;  // as dtstart
-  RRule rrule;                   // not valid: the changes are dtstart and rdates
-  std::string tzname;
-  std::shared_ptr<const Component> source;  // as it was read, with properties that are not known here; may be null
-};
 
 // Never changed once it is made, so it is shared between objects and threads.
 class NTimeZone final : public TimeZone {
@@ -53,7 +35,7 @@ class NTimeZone final : public TimeZone {
   std::span<const Observance> observances() const { return observances_; }
   // Places in preferredZoneNames(), for zones of the tables.
   const std::vector<int>& preferredIds() const { return preferredIds_; }
-  // MD5 of what the observances tell, in any order: equal zones have the same, whatever their id.
+  // MD5, hexadecimal, of the starts, new offsets and rules of the observances in any order.
   const std::string& checksum() const { return checksum_; }
 
   // The VTIMEZONE. Properties that came with it and aren't known here are in it again.
@@ -79,7 +61,12 @@ class NTimeZone final : public TimeZone {
  private:
   explicit NTimeZone(const ZoneRecord& record);
 
-  static std::span<const std::shared_ptr<const NTimeZone>> zonesOf(int table);
+  using Table = std::vector<std::shared_ptr<const NTimeZone>>;
+  static Table makeTable(std::span<const ZoneRecord> records);
+  static const Table& displayNameZones();
+  static const Table& tzNameZones();
+  static std::shared_ptr<const NTimeZone> bestMatch(std::string_view lowerText, const Table& table);
+
   void setObservances(std::vector<Observance> observances);
 
   std::string id_;
@@ -88,8 +75,9 @@ class NTimeZone final : public TimeZone {
   std::vector<Observance> observances_;
   std::vector<int> preferredIds_;
   std::string checksum_;
-  std::string cacheKey_;
-  std::shared_ptr<const Component> source_;  // without its children
+  ZoneChanges changes_;
+  ZoneOffsetCache::ZoneKey cacheKey_;
+  std::shared_ptr<const Component> source_;  // without its children; may be null
 };
 
 // The offset columns of the zone tables: "+0530", "+05:30", "-030704", or the abbreviation of a zone. Null when it is

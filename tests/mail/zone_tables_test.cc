@@ -6,12 +6,12 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "mail/date_time.h"
-#include "mail/rrule.h"
+#include "mail/n_time_zone.h"
 #include "platform/text/text.h"
 #include "tests/mail/zones.h"
 
@@ -32,20 +32,6 @@ std::int64_t offsetOf(std::string_view text) {
   const std::int64_t number = std::stoll(digits);
   const std::int64_t seconds = number / 10000 * 3600 + number / 100 % 100 * 60 + number % 100;
   return text[0] == '-' ? -seconds : seconds;
-}
-
-// The wall clock of the change in `year`, as an instant in UTC.
-std::int64_t changeOf(std::string_view start, std::string_view ruleText, int year) {
-  const RRule rule(ruleText);
-  DateTime date = DateTime::parseAsUtc(start);
-  if (date.field(kYear) > year) {
-    date.setField(kYear, year - 1);
-  }
-  RRuleIterator dates = rule.iterate(date, false);
-  while (dates.current().field(kYear) < year) {
-    dates.advance();
-  }
-  return dates.current().seconds();
 }
 
 std::span<const ZoneRecord> tables(int index) { return index == 0 ? zonesByDisplayName() : zonesByTzName(); }
@@ -109,6 +95,20 @@ TEST(ZoneTables, RowsAreSound) {
   }
 }
 
+// Rows by display name without a place of their own, which name one nearby.
+constexpr std::string_view kWithoutPlace[] = {
+    "Buenos Aires, Georgetown",
+    "Central America, Galapagos",
+    "Chatham Is.",
+    "Easter Island",
+    "Gambier Is.",
+    "Kamchatka",
+    "Kiritimati",
+    "Kosrae, Pohnpei",
+    "Marquesas Is.",
+    "Solomon Is., New Caledonia",
+};
+
 struct Difference {
   const char* why;
   std::vector<const char*> names;
@@ -138,7 +138,7 @@ const Difference kKnown[] = {
       "Europe/Tiraspol", "Pacific/Fakaofo"}},
 };
 
-// What a row says for every half hour of 2007, against the system's own data.
+// What a zone says for every half hour of 2007, against the system's own data.
 TEST(ZoneTables, AgreeWithTheSystemOver2007) {
   std::map<std::string, int> different;
   int compared = 0;
@@ -150,22 +150,11 @@ TEST(ZoneTables, AgreeWithTheSystemOver2007) {
     }
     ++compared;
     const SystemZone system(name, 2007, 2007);
-    const std::int64_t standard = offsetOf(row.standardOffset);
-    std::int64_t toDaylight = 0;
-    std::int64_t toStandard = 0;
-    std::int64_t daylight = standard;
-    if (!row.daylightOffset.empty()) {
-      daylight = offsetOf(row.daylightOffset);
-      toDaylight = changeOf(row.daylightStart, row.daylightRule, 2007) - standard;
-      toStandard = changeOf(row.standardStart, row.standardRule, 2007) - daylight;
-    }
+    const auto zone = NTimeZone::byId(name);
     const std::int64_t begin = calendar::timegm({2007, 1, 1, 0, 0, 0, 0, 0});
     int halfHours = 0;
     for (std::int64_t at = begin; at < begin + 365 * 86400; at += 1800) {
-      const bool inside =
-          toDaylight < toStandard ? at >= toDaylight && at < toStandard : at >= toDaylight || at < toStandard;
-      const std::int64_t offset = inside && toDaylight != toStandard ? daylight : standard;
-      halfHours += offset / 60 * 60 != system.getOffsetAt(at).seconds() ? 1 : 0;
+      halfHours += zone->getOffsetAt(at) != system.getOffsetAt(at) ? 1 : 0;
     }
     if (halfHours != 0) {
       different[name] = halfHours;
@@ -180,6 +169,67 @@ TEST(ZoneTables, AgreeWithTheSystemOver2007) {
     ADD_FAILURE() << name << " differs for " << halfHours << " half hours";
   }
   EXPECT_EQ(compared, 551);
+}
+
+// Each row by its display name says the same as the first place that it stands for, in all years.
+TEST(ZoneTables, RowsByDisplayNameAgreeWithTheirPlaces) {
+  std::map<std::string_view, std::string_view> different;
+  for (const ZoneRecord& row : zonesByDisplayName()) {
+    const std::string_view place = preferredZoneNames()[static_cast<std::size_t>(row.ids[0])];
+    const auto zone = NTimeZone::byId(row.name);
+    const auto other = NTimeZone::byId(place);
+    ASSERT_TRUE(zone && other) << row.name << ' ' << place;
+    for (std::int64_t at = 0; at < 50 * 365 * calendar::kDay; at += 6 * 3600) {
+      if (zone->getOffsetAt(at) != other->getOffsetAt(at)) {
+        different[row.name] = place;
+        break;
+      }
+    }
+  }
+  for (const std::string_view name : kWithoutPlace) {
+    EXPECT_EQ(different.erase(name), 1U) << name;
+  }
+  for (const auto& [name, place] : different) {
+    ADD_FAILURE() << name << " differs from " << place;
+  }
+}
+
+// The instant of a change in `year`, counted out on the calendar. No value for a rule of another form.
+std::optional<std::int64_t> changeOf(const Observance& observance, int year) {
+  const std::vector<int>& months = observance.rrule.by[kMonth];
+  const std::vector<int>& weekdays = observance.rrule.by[kWeekday];
+  if (months.size() != 1 || weekdays.size() != 1 || !observance.rrule.by[kMonthDay].empty()) {
+    return std::nullopt;
+  }
+  const int ordinal = ordinalOf(weekdays[0]);
+  int day = ordinal > 0 ? 1 : calendar::daysOfMonth(year, months[0]);
+  while (calendar::weekdayOf(year, months[0], day) != weekdayOfEntry(weekdays[0])) {
+    day += ordinal > 0 ? 1 : -1;
+  }
+  day += 7 * (ordinal > 0 ? ordinal - 1 : ordinal + 1);
+  return calendar::timegm({year, months[0], day, 0, 0, 0, 0, 0}) + observance.dtstart.seconds() % calendar::kDay -
+         observance.offsetFrom.seconds();
+}
+
+TEST(ZoneTables, ChangesFallOnTheDaysOfTheCalendar) {
+  int compared = 0;
+  for (int table = 0; table < 2; ++table) {
+    for (const ZoneRecord& row : tables(table)) {
+      SCOPED_TRACE(row.name);
+      const auto zone = NTimeZone::byId(row.name);
+      for (const Observance& observance : zone->observances()) {
+        for (int year = 1972; year < 2038; ++year) {
+          const std::optional<std::int64_t> change = changeOf(observance, year);
+          if (change) {
+            ++compared;
+            EXPECT_EQ(zone->getOffsetAt(*change - 1), observance.offsetFrom) << year;
+            EXPECT_EQ(zone->getOffsetAt(*change), observance.offsetTo) << year;
+          }
+        }
+      }
+    }
+  }
+  EXPECT_GT(compared, 30000);
 }
 
 }  // namespace

@@ -1,0 +1,41 @@
+// VTIMEZONE, there and back.
+#include <utility>
+
+#include "mail/n_time_zone.h"
+#include "mail/v_component.h"
+#include "mail/v_text.h"
+#include "platform/text/text.h"
+
+namespace nalvo::mail {
+
+NTimeZone::NTimeZone(const Component& component) {
+  if (!equalsIgnoreCase(component.name, "VTIMEZONE")) {
+    return;
+  }
+  id_ = component.getPropertyText("TZID");
+  url_ = component.getPropertyText("TZURL");
+  lastModified_ = DateTime::parse(component.getPropertyText("LAST-MOD"));
+  std::vector<Observance> observances;
+  for (const Component& child : component.children) {
+    observances.push_back(readObservance(child));
+  }
+  setObservances(std::move(observances));
+  Component source = component;
+  source.children.clear();
+  source_ = std::make_shared<const Component>(std::move(source));
+}
+
+Component NTimeZone::toComponent() const {
+  Component component = source_ ? *source_ : Component();
+  component.name = "VTIMEZONE";
+  component.children.clear();
+  component.setPropertyText("TZID", id_);
+  component.setPropertyText("TZURL", url_);
+  component.addProperty("LAST-MOD").firstValueForWrite().setDateTime(lastModified_);
+  for (const Observance& observance : observances_) {
+    component.children.push_back(mail::toComponent(observance));
+  }
+  return component;
+}
+
+}  // namespace nalvo::mail
