@@ -219,6 +219,12 @@ void DateTime::setFloating() {
   }
 }
 
+void DateTime::moveToZone(std::shared_ptr<const TimeZone> zone) {
+  if (!isNull() && zone && zone->isValid()) {
+    readAs(Kind::Zoned, std::move(zone), kUnknownOffset);
+  }
+}
+
 void DateTime::freezeOffset() {
   if (zone_) {
     const auto minutes = static_cast<std::int32_t>(offsetSeconds() / 60);

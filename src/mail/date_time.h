@@ -68,6 +68,8 @@ class DateTime {
   void setZone(std::shared_ptr<const TimeZone> zone);  // does nothing for a null or invalid one
   void setFixedOffset(Duration offset);                // floating when null
   void setFloating();
+  // The instant stays, and is read in `zone`. Does nothing for a null or invalid one.
+  void moveToZone(std::shared_ptr<const TimeZone> zone);
   // From a zone to its present offset; the instant stays.
   void freezeOffset();
 
