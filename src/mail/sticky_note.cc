@@ -30,9 +30,8 @@ std::string StickyNote::getSubject() const {
 }
 
 StickyNote::Color StickyNote::getColor() const {
-  const std::string& name = getProperty("COLOR");
-  const auto found = std::find_if(kColors.begin(), kColors.end(), [&](auto color) { return equalsIgnoreCase(color, name); });
-  return found == kColors.end() ? Color::Yellow : static_cast<Color>(found - kColors.begin());
+  const int index = indexOf(kColors, getProperty("COLOR"));
+  return index < 0 ? Color::Yellow : static_cast<Color>(index);
 }
 
 void StickyNote::setColor(Color color) {

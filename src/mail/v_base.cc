@@ -1,6 +1,7 @@
 #include "mail/v_base.h"
 
 #include <algorithm>
+#include <array>
 
 #include "mail/content_sources.h"
 #include "mail/v_text.h"
@@ -9,6 +10,12 @@
 #include "text/charset_names.h"
 
 namespace nalvo::mail {
+namespace {
+
+// By the numbers of Privacy.
+constexpr std::array<std::string_view, 3> kClasses = {"PUBLIC", "PRIVATE", "CONFIDENTIAL"};
+
+}  // namespace
 
 std::string VBase::toText() const {
   std::string text;
@@ -72,6 +79,10 @@ std::vector<std::string> VBase::getCategories() const {
 }
 
 void VBase::setCategories(const std::vector<std::string>& categories) { setValues("CATEGORIES", {join(categories)}); }
+
+Privacy VBase::getClass() const { return static_cast<Privacy>(std::max(indexOf(kClasses, getProperty("CLASS")), 0)); }
+
+void VBase::setClass(Privacy privacy) { setProperty("CLASS", kClasses[static_cast<std::size_t>(privacy)]); }
 
 void VBase::dumpFields(std::ostream& log, std::initializer_list<const char*> names) const {
   log << getType();

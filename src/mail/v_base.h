@@ -1,6 +1,7 @@
 // What all objects of calendar and card text have in common: the tree, and how it is read and written.
 #pragma once
 
+#include <cstdint>
 #include <initializer_list>
 #include <istream>
 #include <ostream>
@@ -13,6 +14,9 @@
 #include "nalvo/com.h"
 
 namespace nalvo::mail {
+
+// CLASS.
+enum class Privacy : std::uint8_t { Public, Private, Confidential };
 
 // A typed face over a tree that holds all that was read: what no class knows is written again. Nothing throws for bad
 // content: what can't be read gives empty or null values. For one thread at a time.
@@ -54,6 +58,9 @@ class VBase {
   // The items of all lines; setting makes them one.
   std::vector<std::string> getCategories() const;
   void setCategories(const std::vector<std::string>& categories);
+  // Public for what isn't known.
+  Privacy getClass() const;
+  void setClass(Privacy privacy);
 
  protected:
   virtual bool readFrom(HeaderLex& lexer);

@@ -86,6 +86,11 @@ std::string withField(std::string_view text, std::size_t index, std::string_view
   return joinEscaped(fields);
 }
 
+int indexOf(std::span<const std::string_view> words, std::string_view text) {
+  const auto found = std::find_if(words.begin(), words.end(), [text](auto word) { return equalsIgnoreCase(word, text); });
+  return found == words.end() ? -1 : static_cast<int>(found - words.begin());
+}
+
 int leadingInt(std::string_view text) {
   text = trimLeft(text);
   const bool negative = text.starts_with('-');

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,6 +25,9 @@ std::string joinEscaped(const std::vector<std::string>& fields);
 std::string fieldAt(std::string_view text, std::size_t index);
 // The value with that field set, and empty ones in front of it when they are missing.
 std::string withField(std::string_view text, std::size_t index, std::string_view field);
+
+// Where `text` stands in a table of words, without regard to case; -1 when it is none of them.
+int indexOf(std::span<const std::string_view> words, std::string_view text);
 
 // The number that `text` begins with, as far as it fits; 0 for none.
 int leadingInt(std::string_view text);
