@@ -46,6 +46,8 @@ class CompoundFile {
   // The stream at offset 0, which reads from the file when it is asked and outlives this object. `bytes` is its length, at
   // most availableSize.
   ComPtr<IStream> open(const Entry& stream, std::uint64_t bytes);
+  // Of the whole file; no stream has more.
+  std::uint64_t fileSize() const { return fileSize_; }
   // How much of a stream is there.
   std::uint64_t availableSize(const Entry& stream);
 

@@ -45,7 +45,7 @@ std::uint64_t sizeOfStorage(const CompoundFile& file, const CompoundFile::Entry&
   while (!waiting.empty()) {
     const CompoundFile::Entry& next = *waiting.back();
     waiting.pop_back();
-    bytes += next.size + compound::entry::kBytes;
+    bytes += std::min(next.size, file.fileSize()) + compound::entry::kBytes;
     for (const std::uint32_t child : next.children) {
       waiting.push_back(&file.entry(child));
     }
