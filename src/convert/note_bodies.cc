@@ -1,4 +1,6 @@
 // Which of a note's texts goes out, in what form, and in which charset.
+#include <algorithm>
+#include <iterator>
 #include <optional>
 
 #include "convert/note_convert.h"
@@ -67,6 +69,32 @@ void NoteConvert::setBodies() {
   }
 }
 
+namespace {
+
+// Text in 16 or 32 bits has a zero byte at its start: a mark, or a "<".
+bool looksWide(IStream* text) {
+  char bytes[4] = {1, 1, 1, 1};
+  ULONG read = 0;
+  checkHResult(text->Read(bytes, sizeof bytes, &read), kSource.at("toMime::NoteConvert::openHtml"));
+  streamUtils::rewind(text);
+  return std::find(std::begin(bytes), std::end(bytes), '\0') != std::end(bytes) ||
+         byteOrderMarkOf(std::string_view(bytes, read)).codePage == kUtf16;
+}
+
+}  // namespace
+
+ComPtr<IStream> NoteConvert::openHtml(ULONG tag) const {
+  ComPtr<IStream> html = openForReading(tag);
+  const Charset* page = findCodePage(getULongOr(PR_INTERNET_CPID, 0));
+  if (page == nullptr || page->shape != Charset::Shape::Wide || !looksWide(html.get())) {
+    return html;
+  }
+  ComPtr<IStream> narrow = streamUtils::createStream();
+  StreamConvertor::instance()->streamToStream(page->codePage, kUtf8, html.get(), narrow.get());
+  streamUtils::rewind(narrow.get());
+  return narrow;
+}
+
 void NoteConvert::setBodiesNormal(bool plainWanted, bool htmlWanted) {
   const ULONG htmlTag = exists(PR_HTML) ? PR_HTML : PR_BODY_HTML_A;
   const bool hasHtml = exists(htmlTag);
@@ -74,12 +102,12 @@ void NoteConvert::setBodiesNormal(bool plainWanted, bool htmlWanted) {
     setPlainTextBody(openForReading(PR_BODY).get());
   } else if (plainWanted && hasHtml) {
     const ComPtr<IStream> plain = streamUtils::createStream();
-    htmlToPlain::convert(openForReading(htmlTag).get(), plain.get(), getULongOr(PR_INTERNET_CPID, 0));
+    htmlToPlain::convert(openHtml(htmlTag).get(), plain.get(), getULongOr(PR_INTERNET_CPID, 0));
     streamUtils::rewind(plain.get());
     setPlainTextBody(plain.get());
   }
   if (htmlWanted && hasHtml) {
-    setHtmlBody(openForReading(htmlTag).get());
+    setHtmlBody(openHtml(htmlTag).get());
   }
 }
 

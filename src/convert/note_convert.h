@@ -33,6 +33,8 @@ class NoteConvert : public MessageConvert {
   void setPlainTextBody(IStream* stream);
   // The bytes as they go out.
   void setHtmlBody(IStream* stream);
+  // HTML in UTF-16 or UTF-32 comes as UTF-8, in which it goes out.
+  ComPtr<IStream> openHtml(ULONG tag) const;
   // The charset of all text of the message. Throws E_FAIL for a code page that nobody knows.
   void setCharsetByCpId(std::uint32_t codePage);
 };

@@ -115,6 +115,15 @@ TEST(NoteBodies, CodePagesGoOutUnderTheNameThatOthersKnow) {
     caller.set(PR_HTML, std::string("<p>x</p>"));
     EXPECT_EQ(Mail(caller.write()).header("par:content-type:charset"), c.charset);
   }
+  // HTML in such a page is text of 16 bits, or only said to be.
+  for (const std::string& html :
+       {std::string("<\0p\0>\0x\0", 8), std::string("\xFF\xFE<\0p\0>\0x\0", 10), std::string("<p>x")}) {
+    Caller wide;
+    wide.set(PR_INTERNET_CPID, 1200);
+    wide.set(PR_HTML, html);
+    const std::string body = Mail(wide.write()).body(mime::TXT_HTML);
+    EXPECT_NE(body.find("<p>x"), std::string::npos) << body;
+  }
   Caller caller;
   caller.set(PR_INTERNET_CPID, 12345);
   EXPECT_EQ(caller.toMime(caller.stream().get()), E_FAIL);
