@@ -12,6 +12,7 @@
 #include "mime/mime.h"
 #include "mime/mime_utils.h"
 #include "platform/com/com_ptr.h"
+#include "platform/text/code_pages.h"
 #include "platform/text/text.h"
 
 namespace nalvo::host {
@@ -41,8 +42,12 @@ struct Header {
 };
 using Headers = std::map<std::string, Header>;  // by name in lower case
 
-std::string decoded(const char* value) {
-  return collapseBlanks(wideToUtf8(mime::decodeHeaderText(mime::unfold(value), nullptr)));
+// The charset of raw bytes in headers; null if the mail does not say.
+const Charset* charsetOf(mime::IMimeMessage* mail) {
+  mime::HCHARSET charset = nullptr;
+  mime::CharsetInfo info{};
+  const bool known = succeeded(mail->GetCharset(&charset)) && succeeded(mime::MimeOleGetCharsetInfo(charset, &info));
+  return known ? findCharset(info.name) : nullptr;
 }
 
 Headers headersOf(mime::IMimeMessage* mail) {
@@ -53,6 +58,7 @@ Headers headersOf(mime::IMimeMessage* mail) {
   checkHResult(mime::createMimeAllocator(allocator.put()), kSource.at(kWhere));
   ULONG count = 0;
   checkHResult(table->CountRows(nullptr, &count), kSource.at(kWhere));
+  const Charset* charset = charsetOf(mail);
   Headers headers;
   for (ULONG i = 0; i < count; ++i) {
     mime::HHEADERROW row = nullptr;
@@ -65,27 +71,41 @@ Headers headersOf(mime::IMimeMessage* mail) {
       if (header.values.empty()) {
         header.name = name;
       }
-      header.values.push_back(data.value == nullptr ? std::string() : decoded(data.value));
+      const std::string_view value = data.value == nullptr ? std::string_view() : std::string_view(data.value);
+      header.values.push_back(collapseBlanks(wideToUtf8(mime::decodeHeaderText(mime::unfold(value), charset))));
     }
     allocator->FreeHeaderRowData(&data);
   }
   return headers;
 }
 
-// The last value of each header, as a rule asks for them.
-Facts factsOf(const Headers& headers) {
+// The first value of each header, as a rule asks for them, and the number of parts.
+Facts factsOf(mime::IMimeMessage* mail, const Headers& headers) {
   Facts facts;
   for (const auto& [key, header] : headers) {
-    facts["header " + key] = header.values.back();
+    facts["header " + key] = header.values.front();
   }
+  ULONG parts = 0;
+  checkHResult(mail->CountBodies(mime::HBODY_ROOT, 0, &parts), kSource.at("host::compareMails"));
+  facts.emplace(kPartsFact, std::to_string(parts));
   return facts;
 }
 
-void compareHeaders(const std::string& where, const Headers& before, const Headers& after, Comparison& result) {
-  const Facts old = factsOf(before);
-  const Facts now = factsOf(after);
-  const auto note = [&](const Header& header, const std::string& from, const std::string& to) {
-    result.note(Place::Mail, {where, "header " + header.name, from, to, {}}, old, now);
+// People are the same with quotes around their names and without.
+bool readsTheSame(const std::string& name, std::string before, std::string after) {
+  constexpr std::string_view kPeople[] = {"from", "sender", "to", "cc", "bcc", "reply-to"};
+  if (std::find(std::begin(kPeople), std::end(kPeople), name) != std::end(kPeople)) {
+    for (std::string* value : {&before, &after}) {
+      std::erase(*value, '"');
+    }
+  }
+  return before == after;
+}
+
+void compareHeaders(const std::string& where, const Headers& before, const Headers& after, const Facts& old,
+                    const Facts& now, Comparison& result) {
+  const auto note = [&](const Header& header, std::size_t place, const std::string& from, const std::string& to) {
+    result.note(Place::Mail, {where, (place == 0 ? "header " : "further header ") + header.name, from, to, {}}, old, now);
   };
   static const std::vector<std::string> kNone;
   for (const auto& [key, header] : before) {
@@ -94,10 +114,10 @@ void compareHeaders(const std::string& where, const Headers& before, const Heade
     for (std::size_t i = 0; i < std::max(header.values.size(), others.size()); ++i) {
       const std::string from = i < header.values.size() ? header.values[i] : std::string();
       const std::string to = i < others.size() ? others[i] : std::string();
-      if (from == to) {
+      if (readsTheSame(key, from, to)) {
         result.noteSame();  // an empty row says nothing
       } else {
-        note(header, from, to);
+        note(header, i, from, to);
       }
     }
   }
@@ -105,7 +125,7 @@ void compareHeaders(const std::string& where, const Headers& before, const Heade
     if (!before.contains(key)) {
       for (const std::string& value : header.values) {
         if (!value.empty()) {
-          note(header, {}, value);
+          note(header, 0, {}, value);
         }
       }
     }
@@ -193,6 +213,26 @@ bool isMultipart(mime::IMimeMessage* mail, mime::HBODY body) {
   return succeeded(mail->CountBodies(body, 0, &children)) && children != 0;
 }
 
+// Whether the body is one of the forms of a text.
+bool isAlternative(mime::IMimeMessage* mail, mime::HBODY body) {
+  mime::HBODY parent = nullptr;
+  return succeeded(mail->GetBody(mime::IBL_PARENT, body, &parent)) &&
+         mail->IsContentType(parent, "multipart", "alternative") == S_OK;
+}
+
+// Blanks and line ends alone.
+bool isBlank(mime::IMimeMessage* mail, mime::HBODY handle) {
+  constexpr const char* kWhere = "host::compareMails";
+  ComPtr<mime::IMimeBody> body;
+  ComPtr<IStream> data;
+  checkHResult(mail->BindToObject(handle, mime::IMimeBody::kIid, body.putVoid()), kSource.at(kWhere));
+  checkHResult(body->GetData(mime::IET_BINARY, data.put()), kSource.at(kWhere));
+  char bytes[65];
+  ULONG count = 0;
+  checkHResult(data->Read(bytes, sizeof bytes, &count), kSource.at(kWhere));
+  return count < sizeof bytes && trim(std::string_view(bytes, count)).empty();
+}
+
 // Bodies that are neither text nor attachment, such as a calendar among the forms of a text: each must be found again among
 // all bodies of the other mail, whatever it is there.
 void compareOtherBodies(const Pair& pair, Comparison& result) {
@@ -206,9 +246,11 @@ void compareOtherBodies(const Pair& pair, Comparison& result) {
   }
   MimeUtils::enumAttachments(mail, [&known](mime::HBODY handle) { known.insert(handle); });
   std::vector<Attached> others;
+  std::vector<mime::HBODY> handles;
   for (const mime::HBODY handle : bodiesOf(mail)) {
     if (!known.contains(handle) && !isMultipart(mail, handle)) {
       others.push_back(attachedOf(mail, handle));
+      handles.push_back(handle);
     }
   }
   std::multiset<std::string> found;
@@ -219,13 +261,21 @@ void compareOtherBodies(const Pair& pair, Comparison& result) {
       }
     }
   }
-  for (const Attached& other : others) {
+  for (std::size_t i = 0; i < others.size(); ++i) {
+    const Attached& other = others[i];
     const auto match = found.find(other.digest.sha256);
     if (match != found.end()) {
       found.erase(match);
       result.noteSame();
     } else if (other.digest.size != 0) {
-      result.note(Place::Mail, {pair.where, "body " + other.type, told(other), {}, {}}, pair.old, pair.now);
+      Facts facts = pair.old;
+      if (isAlternative(mail, handles[i])) {
+        facts.emplace(kAlternativeFact, "yes");
+      }
+      if (isBlank(mail, handles[i])) {
+        facts.emplace(kBlankFact, "yes");
+      }
+      result.note(Place::Mail, {pair.where, "body " + other.type, told(other), {}, {}}, facts, pair.now);
     }
   }
 }
@@ -333,9 +383,9 @@ Comparison compareMails(IStream* before, IStream* after) {
     waiting.pop_back();
     const Headers old = headersOf(pair.before.get());
     const Headers now = headersOf(pair.after.get());
-    pair.old = factsOf(old);
-    pair.now = factsOf(now);
-    compareHeaders(pair.where, old, now, result);
+    pair.old = factsOf(pair.before.get(), old);
+    pair.now = factsOf(pair.after.get(), now);
+    compareHeaders(pair.where, old, now, pair.old, pair.now, result);
     compareText(pair, mime::TXT_PLAIN, "plain text", result);
     compareText(pair, mime::TXT_HTML, "HTML", result);
     compareAttachments(pair, waiting, result);

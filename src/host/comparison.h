@@ -27,6 +27,10 @@ enum class Place { Message, Recipient, Attachment, Mail };
 using Facts = std::map<std::string, std::string, std::less<>>;
 // Of an attachment that is a signed text: what stands behind the header block.
 inline constexpr std::string_view kSignedTextFact = "signed text";
+// Of a mail: how many parts its root has. Of a body: whether it is one form of a text, and whether it is blank.
+inline constexpr std::string_view kPartsFact = "parts";
+inline constexpr std::string_view kAlternativeFact = "alternative";
+inline constexpr std::string_view kBlankFact = "blank";
 
 struct Comparison {
   std::size_t compared = 0;

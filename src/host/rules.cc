@@ -9,6 +9,7 @@
 #include "host/digest.h"
 #include "mime/header_text.h"
 #include "mime/mime.h"
+#include "mime/parameters.h"
 #include "platform/text/text.h"
 #include "platform/text/text_converter.h"
 #include "platform/time/file_time.h"
@@ -272,7 +273,10 @@ bool becomesAttachment(const Case& c) {
   return !startsWith(type, "multipart/") && startsWith(c.is("header content-type"), "multipart/") &&
          (!isText || startsWith(c.was("header content-disposition"), "attachment"));
 }
-std::string mediaType(std::string_view value) { return toLowerAscii(std::string(trim(value.substr(0, value.find(';'))))); }
+std::string mediaType(std::string_view value) {
+  value = trim(value);
+  return toLowerAscii(std::string(value.substr(0, value.find_first_of("; \t"))));
+}
 // Containers say nothing by themselves: texts and attachments are compared on their own.
 bool isContainer(std::string_view type) {
   return type == "multipart/mixed" || type == "multipart/related" || type == "multipart/alternative";
@@ -293,6 +297,52 @@ bool movesDown(const Case& c) {
 bool goesOutAsUtf8(const Case& c) {
   return mediaType(c.difference.before) == mediaType(c.difference.after) && startsWith(c.difference.after, "text/") &&
          toLowerAscii(c.difference.after).find("charset=utf-8") != std::string::npos;
+}
+// What a text is in may be labelled anew; as characters it is compared by itself.
+bool differsInCharset(const Case& c) {
+  mime::ParameterList before = mime::ParameterList::parse(c.difference.before, nullptr);
+  mime::ParameterList after = mime::ParameterList::parse(c.difference.after, nullptr);
+  for (mime::ParameterList* list : {&before, &after}) {
+    list->erase("charset");
+  }
+  return startsWith(after.word(), "text/") && equalsIgnoreCase(before.word(), after.word()) &&
+         before.all().size() == after.all().size() &&
+         std::all_of(before.all().begin(), before.all().end(), [&](const mime::Parameter& parameter) {
+           const mime::Parameter* other = after.find(parameter.name);
+           return other != nullptr && other->wide == parameter.wide;
+         });
+}
+// A boundary that parts nothing makes no parts.
+bool hasNoParts(const Case& c) {
+  return startsWith(trim(c.difference.before, " \""), "multipart/") && mediaType(c.difference.after) == "text/plain" &&
+         c.was(kPartsFact) == "0";
+}
+// The same of what else its header said.
+bool hadNoParts(const Case& c) {
+  return startsWith(c.was("header content-type"), "multipart/") && c.was(kPartsFact) == "0" &&
+         mediaType(c.is("header content-type")) == "text/plain";
+}
+bool hasNoContent(const Case& c) { return c.was(kPartsFact) == "0" && c.is("header content-type").empty(); }
+bool hasOneText(const Case& c) {
+  return mediaType(c.difference.before) == "multipart/report" && startsWith(c.difference.after, "text/") &&
+         c.was(kPartsFact) == "1";
+}
+// Calendars and cards are items of their own, not forms of a text.
+bool isOtherForm(const Case& c) {
+  const std::string& what = c.difference.what;
+  constexpr std::string_view kItems[] = {"calendar", "vcard", "stickynote"};
+  return !c.was(kAlternativeFact).empty() && what.starts_with("body text") &&
+         std::none_of(std::begin(kItems), std::end(kItems),
+                      [&](std::string_view item) { return what.find(item) != std::string::npos; });
+}
+bool isBlankText(const Case& c) { return !c.was(kBlankFact).empty() && c.difference.what.starts_with("body text"); }
+// A delivery report is three parts; what else it held stays behind.
+bool isReport(const Case& c) {
+  return mediaType(c.was("header content-type")) == "multipart/report" &&
+         mediaType(c.is("header content-type")) == "multipart/report";
+}
+bool isEmptyHeaders(const Case& c) {
+  return isReport(c) && c.difference.after.starts_with("\"\", text/rfc822-headers, 0 bytes");
 }
 bool hasNearCharset(const Case& c) {
   std::string expected = toLowerAscii(c.difference.before);
@@ -374,6 +424,11 @@ constexpr std::string_view kHtmlBytes = "HTML is kept as the bytes of the mail";
 constexpr std::string_view kTree = "texts and attachments make the tree of parts";
 constexpr std::string_view kNamed = "an attachment without a name gets one";
 constexpr std::string_view kEmptyText = "a mail that is one attachment gets an empty text";
+constexpr std::string_view kLabel = "a text says the charset that it is in";
+constexpr std::string_view kNoParts = "a multipart without parts is a text";
+constexpr std::string_view kNoContent = "a mail without content has no type";
+constexpr std::string_view kFirstCounts = "of several rows of a content header the first counts";
+constexpr std::string_view kReportParts = "a clean delivery report goes out as its three parts";
 constexpr std::string_view kBuilt = "a built message says its type and version";
 
 constexpr RuleRow kRules[] = {
@@ -435,13 +490,31 @@ constexpr RuleRow kRules[] = {
     {Place::Mail, "header Content-Type", Kind::Made, isBuiltAnew, kTree},
     {Place::Mail, "header Content-Type", Kind::Changed, goesOutAsUtf8, kUtf8},
     {Place::Mail, "header Content-Type", Kind::Changed, hasNearCharset, kNearPage},
+    {Place::Mail, "header Content-Type", Kind::Changed, differsInCharset, kLabel},
+    {Place::Mail, "header Content-Type", Kind::Changed, hasNoParts, kNoParts},
+    {Place::Mail, "header Content-Disposition", Kind::Lost, hadNoParts, kNoParts},
+    {Place::Mail, "header Content-Type", Kind::Lost, hasNoContent, kNoContent},
+    {Place::Mail, "header Content-Description", Kind::Lost, hasNoContent, kNoContent},
+    {Place::Mail, "header Content-Type", Kind::Changed, hasOneText, kTree},
+    {Place::Mail, "further header Content-Type", Kind::Lost, nullptr, kFirstCounts},
+    {Place::Mail, "further header Content-Transfer-Encoding", Kind::Lost, nullptr, kFirstCounts},
+    {Place::Mail, "further header Content-Disposition", Kind::Lost, nullptr, kFirstCounts},
+    {Place::Mail, "further header Content-Description", Kind::Lost, nullptr, kFirstCounts},
     {Place::Mail, "header Content-Language", Kind::Lost, movesDown, kTree},
+    {Place::Mail, "attachment name", Kind::Lost, isReport, kReportParts},
+    {Place::Mail, "attachment", Kind::Lost, isReport, kReportParts},
+    {Place::Mail, "attachment", Kind::Added, isEmptyHeaders, kReportParts},
+    {Place::Mail, "*", Kind::Lost, isOtherForm, "other forms of a text stay behind where one was taken"},
+    {Place::Mail, "*", Kind::Lost, isBlankText, "a second text of blanks says nothing"},
     {Place::Mail, "attachment name", Kind::Added, nullptr, kNamed},
     {Place::Mail, "attachment type", Kind::Added, nullptr, kMimeTag},
     {Place::Mail, "header Content-Disposition", Kind::Lost, becomesAttachment, kBecomesPart},
     {Place::Mail, "header Content-Description", Kind::Lost, becomesAttachment, kBecomesPart},
     {Place::Mail, "header Content-ID", Kind::Lost, becomesAttachment, kBecomesPart},
     {Place::Mail, "header Content-Language", Kind::Lost, becomesAttachment, kBecomesPart},
+    {Place::Mail, "header Content-MD5", Kind::Lost, becomesAttachment, kBecomesPart},
+    {Place::Mail, "header Content-Location", Kind::Lost, becomesAttachment, kBecomesPart},
+    {Place::Mail, "header Content-Base", Kind::Lost, becomesAttachment, kBecomesPart},
     {Place::Mail, "header Importance", Kind::Added, isNormal, kPriority},
     {Place::Mail, "header Importance", Kind::Any, hasSameDegree, kDegrees},
     {Place::Mail, "header X-Priority", Kind::Added, isNormal, kPriority},
