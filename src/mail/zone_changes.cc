@@ -89,15 +89,19 @@ std::optional<std::int64_t> ZoneChanges::Series::ruleDateIn(std::int64_t year) c
 // Those in `year`, the last one before it, and the first one behind it if there are no others.
 void ZoneChanges::Series::appendOnsets(std::int64_t year, std::vector<Onset>& out) const {
   if (rule.valid) {
-    std::optional<std::int64_t> date = ruleDateIn(year);
-    if (!date && !rule.until.isNull() && rule.until.field(kYear) <= year) {
-      // An ended rule stands for its last date.
-      const std::int64_t last = rule.until.field(kYear);
-      for (std::int64_t before = last; before >= last - 1 && !date; --before) {
-        date = ruleDateIn(before);
+    const bool hasUntil = !rule.until.isNull();
+    const std::int64_t last = hasUntil ? std::min<std::int64_t>(year, rule.until.field(kYear)) : year;
+    const std::size_t before = out.size();
+    for (const std::int64_t each : {last - 1, last}) {
+      if (reachesBack || each >= startYear) {
+        if (const std::optional<std::int64_t> date = ruleDateIn(each)) {
+          out.push_back({*date, from, to});
+        }
       }
     }
-    out.push_back({date.value_or(start.seconds()), from, to});
+    if (out.size() == before) {
+      out.push_back({start.seconds(), from, to});
+    }
     return;
   }
   auto first = std::find_if(dates.begin(), dates.end(), [&](std::int64_t date) { return yearOf(date) >= year; });
@@ -119,7 +123,7 @@ ZoneChanges::ZoneChanges(std::span<const Observance> observances) {
     for (const Series& other : series_) {
       const bool isEarlier = other.start < series.start || (other.start == series.start && &other < &series);
       if (other.kind == series.kind && isEarlier) {
-        series.isFirst = false;
+        series.reachesBack = false;
       }
     }
   }
@@ -131,7 +135,7 @@ YearOffsets ZoneChanges::ofYear(std::int64_t year) const {
   }
   std::vector<Onset> onsets;
   for (const Series& series : series_) {
-    if (series.startYear <= year || series.isFirst) {
+    if (series.startYear <= year || series.reachesBack) {
       series.appendOnsets(year, onsets);
     }
   }
@@ -139,11 +143,7 @@ YearOffsets ZoneChanges::ofYear(std::int64_t year) const {
     return {};
   }
   std::stable_sort(onsets.begin(), onsets.end(), [](const Onset& a, const Onset& b) { return a.instant < b.instant; });
-  YearOffsets offsets;
-  // With two yearly changes the year begins as it ends, whatever they say of the time ahead of them.
-  const bool isYearly = series_.size() == 2 && series_[0].rule.valid && series_[1].rule.valid &&
-                        yearOf(onsets[0].instant) == year && yearOf(onsets[1].instant) == year;
-  offsets.before = isYearly ? onsets[1].to : onsets[0].from;
+  YearOffsets offsets{onsets.front().from, {}};
   for (const Onset& onset : onsets) {
     if (offsets.changes.empty() || offsets.changes.back().instant != onset.instant) {
       offsets.changes.push_back({onset.instant, onset.to});

@@ -56,7 +56,7 @@ class ZoneChanges {
     Duration to;
     RRule rule;                       // yearly without gaps, or not valid
     std::vector<std::int64_t> dates;  // else all changes, ascending, never empty
-    bool isFirst = true;              // of its kind: then it reaches back to the years ahead of its start
+    bool reachesBack = true;          // to years ahead of its start: the first of its kind does
   };
 
   std::vector<Series> series_;

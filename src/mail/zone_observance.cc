@@ -9,7 +9,22 @@
 
 namespace nalvo::mail {
 
+namespace {
+
+// Some write the years 1 or 1600 for "always"; dates of the library begin with 1601.
+DateTime readWallClock(std::string_view text) {
+  constexpr std::string_view kFirstYear = "1601";
+  std::string later(text);
+  if (later.size() > kFirstYear.size() && later.compare(0, kFirstYear.size(), kFirstYear) < 0) {
+    later.replace(0, kFirstYear.size(), kFirstYear);
+  }
+  return DateTime::parseAsUtc(later);
+}
+
+}  // namespace
+
 Duration readOffset(std::string_view text) {
+  text = trim(text);
   const std::size_t length = text.size();
   if (length < 4 || length > 7) {
     return Duration(0);
@@ -37,7 +52,7 @@ std::string offsetText(Duration offset) {
 Observance readObservance(const Component& component) {
   Observance observance;
   observance.kind = equalsIgnoreCase(component.name, "STANDARD") ? Observance::Kind::Standard : Observance::Kind::Daylight;
-  observance.dtstart = DateTime::parseAsUtc(component.getPropertyText("DTSTART"));
+  observance.dtstart = readWallClock(component.getPropertyText("DTSTART"));
   if (observance.dtstart.isNull()) {
     observance.dtstart = DateTime(0);
   }

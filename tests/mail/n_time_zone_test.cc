@@ -70,8 +70,8 @@ TEST(NTimeZone, ReadsOffsetsByTheirLength) {
     std::int64_t seconds;
   };
   static constexpr Case kCases[] = {
-      {"-0430", -16200}, {"0430", 16200}, {"+023000", 9000}, {"+0057", 3420}, {"-30704", -11224},
-      {"+1", 0},         {"", 0},         {"+01000000", 0},  {"abcd", 0},
+      {"-0430", -16200},   {"0430", 16200}, {"+023000", 9000}, {"+0057", 3420},  {"-30704", -11224},
+      {"-0500  ", -18000}, {"+1", 0},       {"", 0},           {"+01000000", 0}, {"abcd", 0},
   };
   for (const Case& c : kCases) {
     EXPECT_EQ(readOffset(c.text).seconds(), c.seconds) << c.text;
@@ -204,6 +204,11 @@ TEST(NTimeZone, GivesTheOffsetOfAnInstant) {
       {"the last of them holds on", dates, utc(2015, 1, 1), -4},
       {"ahead of the first", dates, utc(1999, 7, 1), -5},
       {"between two years of them", dates, utc(2011, 2, 1), -5},
+      {"January ahead of the changes of a history", history, utc(1995, 1, 10), -5},
+      {"the year 1 stands for always",
+       observance("STANDARD", "00011028T030000", "+0200", "+0100", "RRULE:FREQ=YEARLY;BYMONTH=10;BYDAY=-1SU") +
+           observance("DAYLIGHT", "00010325T020000", "+0100", "+0200", "RRULE:FREQ=YEARLY;BYMONTH=3;BYDAY=-1SU"),
+       utc(2007, 3, 25, 1), 2},
       {"rules that have ended leave their last offset", ended, utc(2020, 7, 1), 1},
       {"the last change of an ended rule", ended, utc(1975, 7, 1), 2},
   };
