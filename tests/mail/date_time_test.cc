@@ -20,7 +20,7 @@ using testing::ScopedZone;
 using testing::SystemZone;
 namespace chrono = std::chrono;
 
-TEST(Calendar, AgreesWithTheStandardLibraryFor800Years) {
+TEST(CalendarArithmetic, AgreesWithTheStandardLibraryFor800Years) {
   for (chrono::sys_days day = chrono::year{1601} / 1 / 1; day < chrono::sys_days{chrono::year{2401} / 1 / 1}; ++day) {
     const std::int64_t seconds = day.time_since_epoch().count() * 86400;
     const chrono::year_month_day date{day};
@@ -40,7 +40,7 @@ TEST(Calendar, AgreesWithTheStandardLibraryFor800Years) {
   }
 }
 
-TEST(Calendar, TakesFieldsOutOfRangeAndClampsSeconds) {
+TEST(CalendarArithmetic, TakesFieldsOutOfRangeAndClampsSeconds) {
   const auto text = [](calendar::Fields fields) { return DateTime(calendar::timegm(fields)).toString(); };
   EXPECT_EQ(text({2007, 13, 1, 0, 0, 0, 0, 0}), "20080101T000000Z");
   EXPECT_EQ(text({2008, 3, 0, -2, 0, 0, 0, 0}), "20080228T220000Z");
