@@ -315,24 +315,21 @@ class Planner {
     if (!isSigned()) {
       part.marks.pop_back();  // its kind alone does not tell it from another
     }
+    const Guard method = Guard::value(number(methodInMail(attachment)));
     for (const ULONG tag : bag.tags()) {
       const bool isTold = propId(tag) == kAttachDataId || isAmong(kToldOfAttachments, tag);
       if (!isTold && contentSize(*bag.findListed(tag)) <= kLargestPartValue) {
-        add(part.values, bag, tag, tag == PR_ATTACH_METHOD ? guardOfMethod(bag) : Guard{});
+        add(part.values, bag, tag, tag == PR_ATTACH_METHOD ? method : Guard{});
       }
     }
     for (const AddedRow& row : kAddedToAttachments) {
       remove(part.values, bag, row.tag, Guard::value(number(row.value)));
     }
     remove(part.values, bag, PR_ATTACH_TAG, {});
+    remove(part.values, bag, PR_ATTACH_METHOD, method);
     if (!attachment.embedded()) {
       remove(part.values, bag, PR_ATTACH_DATA_BIN, Guard::value({PT_BINARY, std::string()}));
     }
-  }
-
-  static Guard guardOfMethod(const PropertyBag& bag) {
-    const auto stored = std::get<std::int32_t>(bag.findListed(PR_ATTACH_METHOD)->content);
-    return Guard::value(number(methodInMail(bag, stored)));
   }
 
   // The text of a signed or encrypted mail lies in its one attachment.

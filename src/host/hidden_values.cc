@@ -1,13 +1,12 @@
 #include "host/hidden_values.h"
 
-#include <algorithm>
-#include <iterator>
-
 #include "diagnostics/hresult_exception.h"
+#include "host/msg_layout.h"
 #include "platform/mapi/tags.h"
 #include "platform/text/code_pages.h"
 #include "platform/text/rtf/compressed_rtf.h"
 #include "platform/text/text.h"
+#include "platform/text/text_converter.h"
 
 namespace nalvo::host {
 namespace {
@@ -24,10 +23,25 @@ constexpr OriginatorRow kOriginators[] = {
     {PR_SENT_REPRESENTING_ADDRTYPE, PR_SENT_REPRESENTING_EMAIL_ADDRESS, "the author"},
 };
 
-constexpr std::int32_t kByValue = 1;
+constexpr std::int32_t kNoAttachment = 0;
 constexpr std::int32_t kByReference = 4;
-// None, by value, by reference, message, OLE object.
-constexpr std::int32_t kKnownMethods[] = {0, kByValue, kByReference, 5, 6};
+
+std::optional<std::int32_t> methodOf(const PropertyBag& bag) {
+  const PropertyRecord* record = bag.find(PR_ATTACH_METHOD);
+  const auto* method = record == nullptr ? nullptr : std::get_if<std::int32_t>(&record->content);
+  return method == nullptr ? std::nullopt : std::optional(*method);
+}
+
+// As warnings name an attachment.
+std::string shownName(const MemoryAttachment& attachment, std::size_t index) {
+  std::string shown = "attachment " + std::to_string(index);
+  for (const ULONG tag : {PR_ATTACH_LONG_FILENAME, PR_ATTACH_FILENAME, PR_DISPLAY_NAME}) {
+    if (const PropertyRecord* name = attachment.bag().find(tag)) {
+      return shown + " (" + wideToUtf8(textOf(*name)) + ")";
+    }
+  }
+  return shown;
+}
 
 }  // namespace
 
@@ -46,6 +60,11 @@ void HiddenValues::hide(const std::shared_ptr<PropertyBag>& bag, ULONG tag) {
   }
 }
 
+void HiddenValues::replace(const std::shared_ptr<PropertyBag>& bag, ULONG tag, PropertyRecord record) {
+  values_.push_back({bag, tag, bag->take(tag)});
+  bag->restore(tag, std::move(record));
+}
+
 void HiddenValues::hideUnknownCodePages(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told) {
   for (MemoryMessage* message : messages) {
     const PropertyRecord* record = message->bag().find(PR_INTERNET_CPID);
@@ -57,23 +76,20 @@ void HiddenValues::hideUnknownCodePages(const std::vector<MemoryMessage*>& messa
   }
 }
 
-void HiddenValues::replaceOddMethods(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told) {
+void HiddenValues::replaceOddAttachments(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told) {
   for (MemoryMessage* message : messages) {
+    std::size_t index = 0;
     for (const auto& attachment : message->parts().attachments) {
+      const std::string name = shownName(*attachment, index++);
       const std::shared_ptr<PropertyBag>& bag = attachment->sharedBag();
-      const PropertyRecord* record = bag->find(PR_ATTACH_METHOD);
-      const auto* stored = record == nullptr ? nullptr : std::get_if<std::int32_t>(&record->content);
-      const std::int32_t shown = stored == nullptr ? 0 : methodInMail(*bag, *stored);
-      if (stored == nullptr || shown == *stored) {
-        continue;
+      const std::int32_t shown = methodInMail(*attachment);
+      if (shown == msg::kByValue && bag->find(PR_ATTACH_DATA_BIN) == nullptr) {
+        told.push_back(name + " has no data; the mail has an empty file");
+        replace(bag, PR_ATTACH_DATA_BIN, {PT_BINARY, std::string()});
       }
-      if (shown == kByValue && bag->find(PR_ATTACH_DATA_BIN) == nullptr) {
-        told.push_back("an attachment of method " + std::to_string(*stored) + " has no path; the mail has an empty file");
-        values_.push_back({bag, PR_ATTACH_DATA_BIN, {}});
-        bag->restore(PR_ATTACH_DATA_BIN, {PT_BINARY, std::string()});
+      if (methodOf(*bag) != shown) {
+        replace(bag, PR_ATTACH_METHOD, {PT_LONG, shown});
       }
-      hide(bag, PR_ATTACH_METHOD);
-      bag->restore(PR_ATTACH_METHOD, {PT_LONG, shown});
     }
   }
 }
@@ -91,12 +107,29 @@ bool HiddenValues::hideDamagedRtf(const std::vector<MemoryMessage*>& messages, s
   return found;
 }
 
-std::int32_t methodInMail(const PropertyBag& attachment, std::int32_t method) {
-  if (std::find(std::begin(kKnownMethods), std::end(kKnownMethods), method) != std::end(kKnownMethods)) {
-    return method;
+std::int32_t methodInMail(const MemoryAttachment& attachment) {
+  const PropertyBag& bag = attachment.bag();
+  const bool hasMessage = static_cast<bool>(attachment.embedded());
+  const bool hasObject = bag.find(msg::kTagOleData) != nullptr;
+  const std::int32_t held = bag.find(PR_ATTACH_DATA_BIN) != nullptr ? msg::kByValue
+                            : hasMessage                            ? msg::kEmbeddedMessage
+                            : hasObject                             ? msg::kOle
+                                                                    : msg::kByValue;
+  switch (const std::int32_t method = methodOf(bag).value_or(msg::kByValue)) {
+    case kNoAttachment:
+    case kByReference:
+      return method;
+    case msg::kByValue:
+      return held;
+    case msg::kEmbeddedMessage:
+      return hasMessage ? method : held;
+    case msg::kOle:
+      return hasObject ? method : held;
+    default:
+      break;
   }
-  const bool hasPath = attachment.find(PR_ATTACH_LONG_PATHNAME) != nullptr || attachment.find(PR_ATTACH_PATHNAME) != nullptr;
-  return hasPath ? kByReference : kByValue;
+  const bool hasPath = bag.find(PR_ATTACH_LONG_PATHNAME) != nullptr || bag.find(PR_ATTACH_PATHNAME) != nullptr;
+  return hasPath ? kByReference : msg::kByValue;
 }
 
 bool isIntactRtf(const PropertyRecord& compressed) {

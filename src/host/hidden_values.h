@@ -20,8 +20,9 @@ class HiddenValues {
 
   // A code page that nobody knows. `told` gets one line for each.
   void hideUnknownCodePages(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told);
-  // A method of attachment that no mail knows: methodInMail takes its place. A file that is empty for it is told.
-  void replaceOddMethods(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told);
+  // A method of attachment that no mail knows, or whose content is not there: methodInMail takes its place. A file without
+  // data is an empty one on the way, and is told.
+  void replaceOddAttachments(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told);
   // RTF that is damaged, where there is another text. False if there is none.
   bool hideDamagedRtf(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told);
 
@@ -32,13 +33,14 @@ class HiddenValues {
     std::optional<PropertyRecord> record;  // none: what stands there now goes
   };
   void hide(const std::shared_ptr<PropertyBag>& bag, ULONG tag);
+  void replace(const std::shared_ptr<PropertyBag>& bag, ULONG tag, PropertyRecord record);
 
   std::vector<Value> values_;
 };
 
-// The method of an attachment as a mail can tell it. A reference, however it is to be resolved, is one by path; one without
-// a path is a file.
-std::int32_t methodInMail(const PropertyBag& attachment, std::int32_t method);
+// The method of an attachment as a mail can tell it: that of the content which is there. A reference, however it is to be
+// resolved, is one by path; one without a path is a file, as is an attachment without any content.
+std::int32_t methodInMail(const MemoryAttachment& attachment);
 
 // True if the RTF of a message can be read to its end. Throws the code of its stream.
 bool isIntactRtf(const PropertyRecord& compressed);

@@ -147,7 +147,7 @@ void convert(MemoryMessage* message, IAnnotations* annotations, DWORD word, ILog
   HiddenValues hidden;
   file.warnings.clear();
   hidden.hideUnknownCodePages(messages, file.warnings);
-  hidden.replaceOddMethods(messages, file.warnings);
+  hidden.replaceOddAttachments(messages, file.warnings);
   const auto run = [&] {
     file.mail = streamUtils::createStream();
     // A session of MAPI is what this caller stands for.

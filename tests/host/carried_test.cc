@@ -211,32 +211,61 @@ TEST_F(CarriedMail, WhatWouldFailTheMailIsPassedOverAndComesBack) {
   EXPECT_EQ(addDifferences(*message, *back, nullptr), std::vector<std::string>());
 }
 
-TEST_F(CarriedMail, OddMethodsOfAttachmentsComeBack) {
+TEST_F(CarriedMail, OddAttachmentsComeBack) {
   struct Case {
-    std::int32_t method;
-    bool hasPath;
+    std::string_view why;
+    std::optional<std::int32_t> method;
+    std::u16string_view path;
+    ULONG content;  // the tag that holds some, if any
     bool isTold;
   };
-  for (const Case& c :
-       {Case{2, true, false}, Case{3, false, true}, Case{7, true, false}, Case{9, false, true}, Case{4, true, false}}) {
-    SCOPED_TRACE(c.method);
+  static constexpr Case kCases[] = {
+      {"resolved by somebody", 2, u"//server/elsewhere.txt", 0, false},
+      {"resolved by somebody, without a path", 3, u"", 0, true},
+      {"a place in the web", 7, u"//server/elsewhere.txt", 0, false},
+      {"unknown", 9, u"", 0, true},
+      {"a path", 4, u"//server/elsewhere.txt", 0, false},
+      {"a file without data", msg::kByValue, u"", 0, true},
+      {"a message that is not there", msg::kEmbeddedMessage, u"", 0, true},
+      {"an object that is not there", msg::kOle, u"", 0, true},
+      {"an object that lies where files do", msg::kOle, u"", PR_ATTACH_DATA_BIN, false},
+      {"neither a method nor data", std::nullopt, u"", 0, true},
+      {"a file without a method", std::nullopt, u"", PR_ATTACH_DATA_BIN, false},
+      {"an object without a method", std::nullopt, u"", msg::kTagOleData, false},
+  };
+  for (const Case& c : kCases) {
+    SCOPED_TRACE(c.why);
     message = makeMessage(context);
     givenNote(*message);
     PropertyBag& bag = message->addAttachment().bag();
-    set(bag, PR_ATTACH_METHOD, c.method);
     text(bag, PR_ATTACH_LONG_FILENAME, u"elsewhere.txt");
-    if (c.hasPath) {
-      text(bag, PR_ATTACH_LONG_PATHNAME, u"//server/elsewhere.txt");
+    if (c.method) {
+      set(bag, PR_ATTACH_METHOD, *c.method);
     }
+    if (!c.path.empty()) {
+      text(bag, PR_ATTACH_LONG_PATHNAME, std::u16string(c.path));
+    }
+    if (c.content != 0) {
+      set(bag, c.content, std::string("what it holds"));
+    }
+    const std::vector<ULONG> tags = bag.tags();
     const MailFile file = writeMail(message.get(), MailForm::Lossless, nullptr);
-    EXPECT_EQ(file.warnings.size(), c.isTold ? 1U : 0U);
-    EXPECT_EQ(std::get<std::int32_t>(bag.find(PR_ATTACH_METHOD)->content), c.method);
+    if (c.isTold) {
+      EXPECT_THAT(file.warnings,
+                  testing::ElementsAre("attachment 1 (elsewhere.txt) has no data; the mail has an empty file"));
+    } else {
+      EXPECT_THAT(file.warnings, testing::IsEmpty());
+    }
+    EXPECT_EQ(bag.tags(), tags) << "the message is as it was";
     const ComPtr<MemoryMessage> back = read(bytesOf({PT_BINARY, file.mail}));
     ASSERT_EQ(back->parts().attachments.size(), 2U);
-    EXPECT_TRUE(same(bag, back->parts().attachments[1]->bag(), PR_ATTACH_METHOD));
-    EXPECT_EQ(back->parts().attachments[1]->bag().find(PR_ATTACH_DATA_BIN), nullptr);
-    EXPECT_EQ(bag.find(PR_ATTACH_DATA_BIN), nullptr);
-    EXPECT_EQ(textAt(back->parts().attachments[1]->bag(), PR_ATTACH_LONG_PATHNAME), textAt(bag, PR_ATTACH_LONG_PATHNAME));
+    const PropertyBag& backBag = back->parts().attachments[1]->bag();
+    for (const ULONG tag : tags) {
+      EXPECT_TRUE(same(bag, backBag, tag)) << std::hex << tag;
+    }
+    for (const ULONG tag : {PR_ATTACH_METHOD, PR_ATTACH_DATA_BIN, msg::kTagOleData}) {
+      EXPECT_EQ(bag.find(tag) == nullptr, backBag.find(tag) == nullptr) << std::hex << tag;
+    }
   }
 }
 
