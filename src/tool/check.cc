@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <iterator>
+
 #include "host/comparison.h"
 #include "host/mail.h"
 #include "host/msg_file.h"
@@ -18,6 +21,13 @@ void tell(std::string& out, const char* kind, const std::vector<host::Difference
     }
     out += "\n";
   }
+}
+
+// A mail that holds all, and what its writer should know.
+ComPtr<IStream> mailOf(host::MemoryMessage& message, Outcome& outcome) {
+  host::MailFile file = host::writeMail(&message, host::MailForm::Lossless, nullptr);
+  std::move(file.warnings.begin(), file.warnings.end(), std::back_inserter(outcome.warnings));
+  return file.mail;
 }
 
 std::string sumOf(const host::Comparison& comparison) {
@@ -42,12 +52,14 @@ Outcome check(const Input& input, bool json) {
   const ComPtr<IStream> file = input.open();
   if (host::isMsg(file.get())) {
     const ComPtr<host::MemoryMessage> before = host::readMsg(file.get(), context, &outcome.warnings);
-    const ComPtr<IStream> mail = host::writeMail(before.get(), host::MailForm::Lossless, nullptr).mail;
-    const ComPtr<host::MemoryMessage> after = host::readMail(mail.get(), context, input.modified(), nullptr, &outcome.warnings);
+    const ComPtr<IStream> mail = mailOf(*before, outcome);
+    const ComPtr<host::MemoryMessage> after =
+        host::readMail(mail.get(), context, input.modified(), nullptr, &outcome.warnings);
     comparison = host::compareMessages(*before, *after);
   } else {
-    const ComPtr<host::MemoryMessage> message = host::readMail(file.get(), context, input.modified(), nullptr, &outcome.warnings);
-    const ComPtr<IStream> back = host::writeMail(message.get(), host::MailForm::Lossless, nullptr).mail;
+    const ComPtr<host::MemoryMessage> message =
+        host::readMail(file.get(), context, input.modified(), nullptr, &outcome.warnings);
+    const ComPtr<IStream> back = mailOf(*message, outcome);
     comparison = host::compareMails(file.get(), back.get());
   }
   outcome.error = sumOf(comparison);

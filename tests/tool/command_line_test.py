@@ -4,6 +4,7 @@ import json
 import os
 import pathlib
 import pty
+import re
 import resource
 import shutil
 import signal
@@ -88,6 +89,21 @@ class CommandLine(unittest.TestCase):
             self.assertGreater(result["same"], 10)
             self.assertEqual(result["lost"] + result["changed"] + result["added"], [])
             self.assertTrue(all(e["rule"] for e in result["explained"]))
+
+    def test_check_warns_of_both_journeys(self):
+        report = self.given("report.eml", "Content-Type: multipart/report; report-type=disposition-notification; boundary=b\n\n"
+                                          "--b\n\ntext\n--b--\n")
+        mail = self.given("page.eml", "Content-Type: text/plain; charset=windows-1251\n\nx\n")
+        self.assertEqual(run("to-mapi", mail).returncode, 0)
+        page = self.path / "page.msg"
+        entry = re.compile(rb"(\x03\x00\xde\x3f....)" + re.escape((1251).to_bytes(4, "little")), re.DOTALL)
+        changed, count = entry.subn(lambda found: found[1] + (4711).to_bytes(4, "little"), page.read_bytes())
+        self.assertEqual(count, 1)
+        page.write_bytes(changed)
+        done = run("check", report, page)
+        self.assertEqual(done.stderr.decode().splitlines(),
+                         [f"nalvo: {report}: warning: message: the report is damaged and was read as a mail",
+                          f"nalvo: {page}: warning: the code page 4711 is unknown and counts as absent"])
 
     def test_one_bad_input_fails_alone(self):
         good = self.given("good.eml", "Subject: x\n\nx\n")
