@@ -6,9 +6,8 @@
 #include "host/carried_value.h"
 #include "host/hidden_values.h"
 #include "host/msg_layout.h"
+#include "host/worked_out_body.h"
 #include "platform/mapi/tags.h"
-#include "platform/text/rtf/compressed_rtf.h"
-#include "platform/text/rtf/rtf_reader.h"
 #include "platform/text/text.h"
 #include "platform/time/file_time.h"
 
@@ -17,8 +16,6 @@ namespace {
 
 // Values of parts that are longer are told by the mail, or are no small matter.
 constexpr std::uint64_t kLargestPartValue = 1U << 20;
-// A body that is longer is not looked through.
-constexpr std::uint64_t kLargestBody = 16U << 20;
 
 constexpr ULONG kAttachDataId = propId(PR_ATTACH_DATA_BIN);
 
@@ -149,26 +146,10 @@ constexpr AddedNameRow kAddedNames[] = {
     {kCharsetSet, 0, u"Internet Charset Body", PT_BINARY, nullptr},
 };
 
-// What a reader sees of the RTF, as far as it can be read.
-std::u16string textOfRtf(std::string_view compressed) {
-  constexpr std::size_t kPiece = 64U << 10;
-  std::u16string text;
-  CompressedRtfDecoder decoder;
-  RtfReader reader;
-  std::string rtf;
-  while (!compressed.empty() && !decoder.atEnd() && text.size() < kLargestBody) {
-    decoder.update(compressed.substr(0, kPiece), rtf);
-    reader.update(rtf, text);
-    rtf.clear();
-    compressed.remove_prefix(std::min(kPiece, compressed.size()));
-  }
-  reader.finish(text);
-  return text;
-}
-
 class Planner {
  public:
-  explicit Planner(const MemoryMessage& message) : message_(message), bag_(message.bag()) {}
+  explicit Planner(const MemoryMessage& message)
+      : message_(message), bag_(message.bag()), workedOut_(workedOutBody(message)) {}
 
   CarriedLayer plan() {
     for (const ULONG tag : bag_.tags()) {
@@ -231,6 +212,8 @@ class Planner {
       for (const ULONG tag : kTexts) {
         remove(layer_.values, bag_, tag, *guard);
       }
+    } else if (workedOut_) {
+      remove(layer_.values, bag_, PR_BODY, Guard::words(PR_BODY, *workedOut_));
     }
     for (const AddedNameRow& row : kAddedNames) {
       const PropertyName name{row.set, row.name == nullptr ? MNID_ID : MNID_STRING, row.id,
@@ -302,8 +285,8 @@ class Planner {
       return std::nullopt;
     }
     if (!rtfGuard_) {
-      const std::u16string text = textOfRtf(bytesOf(*rtf));
-      rtfGuard_ = Guard::words(PR_BODY, body == nullptr ? text : answered(bag_, PR_BODY), text);
+      const std::u16string text = textOfRtf(*rtf);
+      rtfGuard_ = Guard::words(PR_BODY, body == nullptr ? workedOut_.value_or(text) : answered(bag_, PR_BODY), text);
     }
     return rtfGuard_;
   }
@@ -344,6 +327,7 @@ class Planner {
   const MemoryMessage& message_;
   const PropertyBag& bag_;
   CarriedLayer layer_;
+  const std::optional<std::u16string> workedOut_;
   std::optional<Guard> rtfGuard_;
 };
 

@@ -2,6 +2,7 @@
 
 #include "diagnostics/hresult_exception.h"
 #include "host/msg_layout.h"
+#include "host/worked_out_body.h"
 #include "platform/mapi/tags.h"
 #include "platform/text/code_pages.h"
 #include "platform/text/rtf/compressed_rtf.h"
@@ -90,6 +91,14 @@ void HiddenValues::replaceOddAttachments(const std::vector<MemoryMessage*>& mess
       if (methodOf(*bag) != shown) {
         replace(bag, PR_ATTACH_METHOD, {PT_LONG, shown});
       }
+    }
+  }
+}
+
+void HiddenValues::addWorkedOutBodies(const std::vector<MemoryMessage*>& messages) {
+  for (MemoryMessage* message : messages) {
+    if (std::optional<std::u16string> text = workedOutBody(*message)) {
+      replace(message->sharedBag(), PR_BODY, {PT_UNICODE, std::move(*text)});
     }
   }
 }

@@ -1,4 +1,4 @@
-// Values of a message that would fail its whole conversion.
+// Values of a message that would fail its whole conversion, or that the conversion waits for.
 #pragma once
 
 #include <memory>
@@ -23,6 +23,8 @@ class HiddenValues {
   // A method of attachment that no mail knows, or whose content is not there: methodInMail takes its place. A file without
   // data is an empty one on the way, and is told.
   void replaceOddAttachments(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told);
+  // An item's text that a store would work out. It has to be asked for while nothing else is hidden.
+  void addWorkedOutBodies(const std::vector<MemoryMessage*>& messages);
   // RTF that is damaged, where there is another text. False if there is none.
   bool hideDamagedRtf(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told);
 

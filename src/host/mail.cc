@@ -146,6 +146,7 @@ void convert(MemoryMessage* message, IAnnotations* annotations, DWORD word, ILog
   const std::vector<MemoryMessage*> messages = messagesOf(*message);
   HiddenValues hidden;
   file.warnings.clear();
+  hidden.addWorkedOutBodies(messages);
   hidden.hideUnknownCodePages(messages, file.warnings);
   hidden.replaceOddAttachments(messages, file.warnings);
   const auto run = [&] {
