@@ -36,8 +36,8 @@ class VBase {
   void print(NStream& stream) const { stream << toText(); }
   std::string toText() const;
 
-  // Replaces all content. False when the text holds no such object, see the classes for what stands then. An empty charset
-  // is UTF-8.
+  // Replaces all content. False when the text holds no such object; the tree is empty then, where a class doesn't say
+  // otherwise. An empty charset is UTF-8.
   bool read(IStream* stream, std::string_view charset = {});
   bool read(std::istream& stream, std::string_view charset = {});
   bool read(NStream& stream, std::string_view charset = {});

@@ -132,7 +132,7 @@ void VCalendar::setLimited(std::string_view name, int number, int least, int mos
   setProperty(name, std::to_string(std::clamp(number, least, most)));
 }
 
-void VCalendar::setDescription(std::string_view text) {
+void VCalendar::setDescription(std::string text) {
   currentForWrite().removeProperty("DESCRIPTION");
   setProperty("DESCRIPTION", text);
 }

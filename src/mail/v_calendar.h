@@ -58,7 +58,7 @@ class VCalendar : public VBase {
   void setSummary(std::string_view text) { setProperty("SUMMARY", text); }
   std::string getDescription() const { return getProperty("DESCRIPTION"); }
   // What came with the former one goes.
-  void setDescription(std::string_view text);
+  void setDescription(std::string text);
   std::string getDescriptionAltRep() const;
   std::string getLocation() const { return getProperty("LOCATION"); }
   void setLocation(std::string_view text) { setProperty("LOCATION", text); }

@@ -127,7 +127,7 @@ void VCard::dump(std::ostream& log) const {
   dumpFields(log, {"ADR", "LABEL", "URL", "FBURL", "EMAIL", "ORG", "TITLE", "NOTE", "ICQ"});
 }
 
-void VCard::setNote(std::string_view text) {
+void VCard::setNote(std::string text) {
   rootForWrite().removeProperty("NOTE");
   setProperty("NOTE", text);
 }

@@ -86,7 +86,7 @@ class VCard : public VBase {
   void setTitle(std::string_view text) { setProperty("TITLE", text); }
   std::string getNote() const { return getProperty("NOTE"); }
   // What came with the former note goes.
-  void setNote(std::string_view text);
+  void setNote(std::string text);
   std::string getNoteAltRep() const;
   std::string getIcq() const { return getProperty("ICQ"); }
   void setIcq(std::string_view text) { setProperty("ICQ", text); }

@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "mail/date_time.h"
@@ -111,8 +112,8 @@ class Component {
   // The text of the first value.
   const std::string& getPropertyText(std::string_view propertyName) const { return findProperty(propertyName).firstText(); }
   void setPropertyText(std::string_view propertyName, std::string_view text) { addProperty(propertyName).setValue(text); }
-  void addValueText(std::string_view propertyName, std::string_view text) {
-    addProperty(propertyName).addValue().text = text;
+  void addValueText(std::string_view propertyName, std::string text) {
+    addProperty(propertyName).addValue().text = std::move(text);
   }
 
   // Null when there is none.
