@@ -78,7 +78,7 @@ void readRecurrenceDates(const PropertyValue& value, const Zones& zones, const E
     RecurrenceDate date;
     date.start = value.readDate(item.substr(0, slash), zone);
     if (slash != std::string_view::npos) {
-      const std::string_view end = item.substr(slash + 1);
+      const std::string_view end = trim(item.substr(slash + 1));
       date.end = isDuration(end) ? date.start + Duration::parse(end) : value.readDate(end, zone);
     }
     date.movedFrom = excluded.find(value.readDate(moved[i], zone));

@@ -28,8 +28,12 @@ HRESULT VBase::print(IStream* stream) const {
   const std::string text = toText();
   for (std::size_t at = 0; at < text.size(); at += kPiece) {
     const auto size = static_cast<ULONG>(std::min(kPiece, text.size() - at));
-    if (const HRESULT hr = stream->Write(text.data() + at, size, nullptr); failed(hr)) {
+    ULONG written = 0;
+    if (const HRESULT hr = stream->Write(text.data() + at, size, &written); failed(hr)) {
       return hr;
+    }
+    if (written != size) {
+      return STG_E_MEDIUMFULL;
     }
   }
   return S_OK;

@@ -30,7 +30,7 @@ class VBase {
   // The name of the object's component: "VEVENT", "VCARD".
   virtual const char* getType() const = 0;
 
-  // S_OK, or what the stream failed with.
+  // S_OK, or what the stream failed with; STG_E_MEDIUMFULL when it took less than all.
   HRESULT print(IStream* stream) const;
   void print(std::ostream& stream) const { stream << toText(); }
   void print(NStream& stream) const { stream << toText(); }

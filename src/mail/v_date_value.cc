@@ -2,6 +2,7 @@
 #include "mail/n_time_zone.h"
 #include "mail/v_component.h"
 #include "mail/v_text.h"
+#include "platform/text/text.h"
 
 namespace nalvo::mail {
 
@@ -30,7 +31,7 @@ std::shared_ptr<const NTimeZone> PropertyValue::resolveZone(const Zones& zones) 
 }
 
 DateTime PropertyValue::readDate(std::string_view item, const std::shared_ptr<const NTimeZone>& zone) const {
-  DateTime date = DateTime::parse(item, zone);
+  DateTime date = DateTime::parse(trim(item), zone);
   if (date.isNull() || !(date.isDateOnly() || equalsIgnoreCase(firstParamValue("VALUE"), "DATE"))) {
     return date;
   }

@@ -9,6 +9,7 @@
 #include "mail/n_time_zone.h"
 #include "mail/v_text.h"
 #include "tests/mail/zones.h"
+#include "tests/streams/fakes.h"
 
 namespace nalvo::mail {
 namespace {
@@ -118,30 +119,6 @@ TEST(Component, TakesManyOfAnything) {
   EXPECT_FALSE(object.root().hasProperty("N30000"));
 }
 
-TEST(PropertyValue, TellsItsTypes) {
-  struct Case {
-    const char* line;
-    bool none, work, preferred;
-  };
-  static constexpr Case kCases[] = {
-      {"A:1", true, false, false},
-      {"A;TYPE=PREF:1", true, false, true},
-      {"A;TYPE=HOME:1", false, false, false},
-      {"A;TYPE=work:1", false, true, false},
-      {"A;WORK:1", true, true, false},
-      {"A;Work;TYPE=HOME,PREF:1", false, true, true},
-  };
-  for (const Case& c : kCases) {
-    SCOPED_TRACE(c.line);
-    Thing object;
-    readThing(object, thing(c.line + "\r\n"s));
-    const PropertyValue& value = object.root().findProperty("A").firstValue();
-    EXPECT_EQ(value.hasType(""), c.none);
-    EXPECT_EQ(value.hasType("WORK"), c.work);
-    EXPECT_EQ(value.isPreferred(), c.preferred);
-  }
-}
-
 TEST(PropertyValue, ReadsDatesInTheirZones) {
   const testing::ScopedZone machine("Australia/Sydney");
   const auto own = std::make_shared<NTimeZone>(*NTimeZone::byId("Asia/Calcutta"));
@@ -190,6 +167,44 @@ TEST(PropertyValue, WritesDatesWithWhatTellsHowToReadThem) {
     object.currentForWrite().addProperty("D").firstValueForWrite().setDateTime(date);
     EXPECT_EQ(object.toText(), thing(line + "\r\n"s));
   }
+}
+
+TEST(VBase, GoesOverAllStreamsAlike) {
+  const std::string text = thing("A:" + std::string(50, 'a') + "\r\nB:" + std::string(3'000'000, 'b') + "\r\n");
+  Thing object;
+  readThing(object, text);
+  const std::string printed = object.toText();
+
+  const ComPtr<IStream> stream = streamUtils::createStream();
+  EXPECT_EQ(object.print(stream.get()), S_OK);
+  streamUtils::rewind(stream.get());
+  Thing again;
+  ASSERT_TRUE(again.read(stream.get()));
+  EXPECT_EQ(again.toText(), printed);
+
+  std::string bytes;
+  NStream out({}, [&](const char* piece, std::size_t count) {
+    bytes.append(piece, count);
+    return true;
+  });
+  object.print(out);
+  EXPECT_TRUE(out.flush());
+  EXPECT_EQ(bytes, printed);
+  std::size_t at = 0;
+  NStream in([&](char* buffer, std::size_t room) {
+    const std::size_t count = bytes.copy(buffer, room, at);
+    at += count;
+    return count;
+  });
+  ASSERT_TRUE(again.read(in));
+  EXPECT_EQ(again.toText(), printed);
+
+  const auto failing = makeCom<FakeStream>();
+  failing->failAt = 2;
+  EXPECT_EQ(object.print(failing.get()), failing->failure);
+  const auto full = makeCom<FakeStream>();
+  full->atMost = 100;
+  EXPECT_EQ(object.print(full.get()), STG_E_MEDIUMFULL);
 }
 
 TEST(VBase, HandlesListsOfValues) {
