@@ -66,9 +66,9 @@ function(nalvo_library)
   set_target_properties(nalvo-convert PROPERTIES LINK_DEPENDS ${CMAKE_SOURCE_DIR}/cmake/exports.map)
 endfunction()
 
-# The tool sees include/ and the host.
+# The tool sees include/, the host, and the calendar library.
 function(nalvo_tool)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/tool/*.cc)
   add_executable(nalvo ${sources})
-  target_link_libraries(nalvo PRIVATE nalvo-convert nalvo-host-all CLI11::CLI11)
+  target_link_libraries(nalvo PRIVATE nalvo-convert nalvo-host-all nalvo-mail-all CLI11::CLI11)
 endfunction()

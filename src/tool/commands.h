@@ -1,6 +1,9 @@
 // The verbs of the command line.
 #pragma once
 
+#include <cstddef>
+#include <optional>
+
 #include "host/mail.h"
 #include "tool/run.h"
 
@@ -29,5 +32,12 @@ struct ConvertOptions {
 Outcome toMime(const Input& input, const ConvertOptions& options);
 // A mail as a message file.
 Outcome toMapi(const Input& input, const ConvertOptions& options);
+
+struct ObjectOptions {
+  std::optional<std::size_t> occurrences;  // that many dates in place of the text
+};
+
+// The calendars, cards and notes of a text, as the library writes them.
+Outcome object(const Input& input, const ObjectOptions& options);
 
 }  // namespace nalvo::tool

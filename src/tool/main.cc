@@ -20,6 +20,7 @@ int run(int argc, char** argv) {
   std::vector<std::string> arguments;
   ShowOptions showOptions;
   ConvertOptions convertOptions;
+  ObjectOptions objectOptions;
   bool checkJson = false;
   unsigned jobs = 1;
 
@@ -60,6 +61,10 @@ int run(int argc, char** argv) {
   takesJobs(checkVerb);
   takesInputs(checkVerb, "A .msg or .eml file, a folder, or - for standard input");
 
+  CLI::App* objectVerb = app.add_subcommand("object", "Print calendars, cards and notes in the library's exact form");
+  objectVerb->add_option("--occurrences", objectOptions.occurrences, "That many dates of the calendar's rules instead");
+  takesInputs(objectVerb, "A .ics, .vcs or .vcf file, a folder, or - for standard input");
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -67,15 +72,19 @@ int run(int argc, char** argv) {
   }
   const std::vector<std::string> extensions = toMimeVerb->parsed()   ? std::vector<std::string>{".msg"}
                                               : toMapiVerb->parsed() ? std::vector<std::string>{".eml"}
+                                              : objectVerb->parsed() ? std::vector<std::string>{".ics", ".vcs", ".vcf"}
                                                                      : std::vector<std::string>{".eml", ".msg"};
   const std::vector<Input> inputs = collectInputs(arguments, extensions);
   if (inputs.empty()) {
-    std::fprintf(stderr, "nalvo: no mail found\n");
+    std::fprintf(stderr, objectVerb->parsed() ? "nalvo: no calendar or card found\n" : "nalvo: no mail found\n");
     return kSomeFailed;
   }
   convertOptions.manyInputs = inputs.size() > 1;
   if (showVerb->parsed()) {
     return runAll(inputs, 1, [&](const Input& input) { return show(input, showOptions); });
+  }
+  if (objectVerb->parsed()) {
+    return runAll(inputs, 1, [&](const Input& input) { return object(input, objectOptions); });
   }
   if (checkVerb->parsed()) {
     return runAll(inputs, jobs, [&](const Input& input) { return check(input, checkJson); });

@@ -16,7 +16,7 @@ MAY_INCLUDE = {
     "frame": {"platform", "diagnostics", "streams", "mime", "properties", "text"},
     "convert": {"platform", "diagnostics", "streams", "mime", "properties", "text", "mail", "frame"},
     "host": {"platform", "diagnostics", "streams", "mime", "properties"},
-    "tool": {"platform", "diagnostics", "host"},
+    "tool": {"platform", "diagnostics", "host", "mail"},
 }
 # mail/ knows nothing of MAPI.
 FORBIDDEN = {"mail": ("nalvo/mapi.h", "nalvo/interfaces.h", "platform/mapi/")}
