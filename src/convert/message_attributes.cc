@@ -146,7 +146,7 @@ void MessageConvert::onMessageFlags(ULONG tag) {
 
 void MessageConvert::mapiToMimeEnd() {
   if (converts(Converted::Body)) {
-    makeAddresses(nullptr);
+    makeAddresses(data().getSuperMessage());
     makeAttachments();
   }
   prepareForXMapi();

@@ -13,7 +13,8 @@ enum class ToMimeFlags : DWORD {
   ForSend = 0x0001,
   ToAttachment = 0x0002,
   NoMimeStream = 0x0004,
-  JustChanged = 0x0008,  // counts only when it is the whole word
+  JustChanged = 0x0008,    // counts only when it is the whole word
+  EmbedAsNormal = 0x4000,  // an item that is part of another one, as if it stood for itself
   InsideMapi = 0x8000,
 };
 

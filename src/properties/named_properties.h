@@ -154,17 +154,137 @@ consteval const NamedProperty& row(const GUID& set, const char16_t* name) {
 }  // namespace detail
 
 // Common
+inline constexpr const NamedProperty& kReminderDelta = detail::row(PSETID_Common, 0x8501);
 inline constexpr const NamedProperty& kReminderTime = detail::row(PSETID_Common, 0x8502);
 inline constexpr const NamedProperty& kReminderSet = detail::row(PSETID_Common, 0x8503);
+inline constexpr const NamedProperty& kPrivate = detail::row(PSETID_Common, 0x8506);
+inline constexpr const NamedProperty& kSideEffects = detail::row(PSETID_Common, 0x8510);
 inline constexpr const NamedProperty& kSmartNoAttach = detail::row(PSETID_Common, 0x8514);
+inline constexpr const NamedProperty& kCommonStart = detail::row(PSETID_Common, 0x8516);
+inline constexpr const NamedProperty& kCommonEnd = detail::row(PSETID_Common, 0x8517);
+inline constexpr const NamedProperty& kTaskMode = detail::row(PSETID_Common, 0x8518);
+inline constexpr const NamedProperty& kTaskGlobalId = detail::row(PSETID_Common, 0x8519);
+inline constexpr const NamedProperty& kReminderOverride = detail::row(PSETID_Common, 0x851E);
+inline constexpr const NamedProperty& kReminderFileParameter = detail::row(PSETID_Common, 0x851F);
 inline constexpr const NamedProperty& kFlagRequest = detail::row(PSETID_Common, 0x8530);
+inline constexpr const NamedProperty& kNonSendableTo = detail::row(PSETID_Common, 0x8536);
+inline constexpr const NamedProperty& kNonSendableCc = detail::row(PSETID_Common, 0x8537);
+inline constexpr const NamedProperty& kNonSendableBcc = detail::row(PSETID_Common, 0x8538);
+inline constexpr const NamedProperty& kNonSendToTrackStatus = detail::row(PSETID_Common, 0x8543);
+inline constexpr const NamedProperty& kNonSendCcTrackStatus = detail::row(PSETID_Common, 0x8544);
+inline constexpr const NamedProperty& kNonSendBccTrackStatus = detail::row(PSETID_Common, 0x8545);
 inline constexpr const NamedProperty& kReminderSignalTime = detail::row(PSETID_Common, 0x8560);
 inline constexpr const NamedProperty& kImapDeleted = detail::row(PSETID_Common, 0x8570);
 inline constexpr const NamedProperty& kSideEffectsState = detail::row(PSETID_Common, 0x8578);
 
+// Contacts and distribution lists
+inline constexpr const NamedProperty& kFileUnder = detail::row(PSETID_Address, 0x8005);
+inline constexpr const NamedProperty& kFileUnderId = detail::row(PSETID_Address, 0x8006);
+inline constexpr const NamedProperty& kHasPicture = detail::row(PSETID_Address, 0x8015);
+inline constexpr const NamedProperty& kHomeAddress = detail::row(PSETID_Address, 0x801A);
+inline constexpr const NamedProperty& kWorkAddress = detail::row(PSETID_Address, 0x801B);
+inline constexpr const NamedProperty& kOtherAddress = detail::row(PSETID_Address, 0x801C);
+inline constexpr const NamedProperty& kPostalAddressId = detail::row(PSETID_Address, 0x8022);
+inline constexpr const NamedProperty& kAddressBookProviderEmailList = detail::row(PSETID_Address, 0x8028);
+inline constexpr const NamedProperty& kAddressBookProviderArrayType = detail::row(PSETID_Address, 0x8029);
+inline constexpr const NamedProperty& kWorkAddressStreet = detail::row(PSETID_Address, 0x8045);
+inline constexpr const NamedProperty& kWorkAddressCity = detail::row(PSETID_Address, 0x8046);
+inline constexpr const NamedProperty& kWorkAddressState = detail::row(PSETID_Address, 0x8047);
+inline constexpr const NamedProperty& kWorkAddressPostalCode = detail::row(PSETID_Address, 0x8048);
+inline constexpr const NamedProperty& kWorkAddressCountry = detail::row(PSETID_Address, 0x8049);
+inline constexpr const NamedProperty& kWorkAddressPostOfficeBox = detail::row(PSETID_Address, 0x804A);
+inline constexpr const NamedProperty& kDistributionListName = detail::row(PSETID_Address, 0x8053);
+inline constexpr const NamedProperty& kDistributionListOneOffMembers = detail::row(PSETID_Address, 0x8054);
+inline constexpr const NamedProperty& kDistributionListMembers = detail::row(PSETID_Address, 0x8055);
+inline constexpr const NamedProperty& kInstantMessagingAddress = detail::row(PSETID_Address, 0x8062);
+inline constexpr const NamedProperty& kEmail1DisplayName = detail::row(PSETID_Address, 0x8080);
+inline constexpr const NamedProperty& kEmail1AddressType = detail::row(PSETID_Address, 0x8082);
+inline constexpr const NamedProperty& kEmail1EmailAddress = detail::row(PSETID_Address, 0x8083);
+inline constexpr const NamedProperty& kEmail1OriginalDisplayName = detail::row(PSETID_Address, 0x8084);
+inline constexpr const NamedProperty& kEmail1OriginalEntryId = detail::row(PSETID_Address, 0x8085);
+inline constexpr const NamedProperty& kEmail2DisplayName = detail::row(PSETID_Address, 0x8090);
+inline constexpr const NamedProperty& kEmail2AddressType = detail::row(PSETID_Address, 0x8092);
+inline constexpr const NamedProperty& kEmail2EmailAddress = detail::row(PSETID_Address, 0x8093);
+inline constexpr const NamedProperty& kEmail2OriginalDisplayName = detail::row(PSETID_Address, 0x8094);
+inline constexpr const NamedProperty& kEmail2OriginalEntryId = detail::row(PSETID_Address, 0x8095);
+inline constexpr const NamedProperty& kEmail3DisplayName = detail::row(PSETID_Address, 0x80A0);
+inline constexpr const NamedProperty& kEmail3AddressType = detail::row(PSETID_Address, 0x80A2);
+inline constexpr const NamedProperty& kEmail3EmailAddress = detail::row(PSETID_Address, 0x80A3);
+inline constexpr const NamedProperty& kEmail3OriginalDisplayName = detail::row(PSETID_Address, 0x80A4);
+inline constexpr const NamedProperty& kEmail3OriginalEntryId = detail::row(PSETID_Address, 0x80A5);
+inline constexpr const NamedProperty& kFax1AddressType = detail::row(PSETID_Address, 0x80B2);
+inline constexpr const NamedProperty& kFax1EmailAddress = detail::row(PSETID_Address, 0x80B3);
+inline constexpr const NamedProperty& kFax1OriginalDisplayName = detail::row(PSETID_Address, 0x80B4);
+inline constexpr const NamedProperty& kFax1OriginalEntryId = detail::row(PSETID_Address, 0x80B5);
+inline constexpr const NamedProperty& kFax2AddressType = detail::row(PSETID_Address, 0x80C2);
+inline constexpr const NamedProperty& kFax2EmailAddress = detail::row(PSETID_Address, 0x80C3);
+inline constexpr const NamedProperty& kFax2OriginalDisplayName = detail::row(PSETID_Address, 0x80C4);
+inline constexpr const NamedProperty& kFax2OriginalEntryId = detail::row(PSETID_Address, 0x80C5);
+inline constexpr const NamedProperty& kFax3AddressType = detail::row(PSETID_Address, 0x80D2);
+inline constexpr const NamedProperty& kFax3EmailAddress = detail::row(PSETID_Address, 0x80D3);
+inline constexpr const NamedProperty& kFax3OriginalDisplayName = detail::row(PSETID_Address, 0x80D4);
+inline constexpr const NamedProperty& kFax3OriginalEntryId = detail::row(PSETID_Address, 0x80D5);
+inline constexpr const NamedProperty& kFreeBusyLocation = detail::row(PSETID_Address, 0x80D8);
+inline constexpr const NamedProperty& kContactPictureCid = detail::row(PSETID_SyncEngine, u"Contact Picture CID");
+
+// Calendar items and meetings
+inline constexpr const NamedProperty& kSendMeetingAsIcal = detail::row(PSETID_Appointment, 0x8200);
+inline constexpr const NamedProperty& kAppointmentSequence = detail::row(PSETID_Appointment, 0x8201);
+inline constexpr const NamedProperty& kChangeHighlight = detail::row(PSETID_Appointment, 0x8204);
+inline constexpr const NamedProperty& kBusyStatus = detail::row(PSETID_Appointment, 0x8205);
+inline constexpr const NamedProperty& kLocation = detail::row(PSETID_Appointment, 0x8208);
+inline constexpr const NamedProperty& kAppointmentStartWhole = detail::row(PSETID_Appointment, 0x820D);
+inline constexpr const NamedProperty& kAppointmentEndWhole = detail::row(PSETID_Appointment, 0x820E);
+inline constexpr const NamedProperty& kAppointmentDuration = detail::row(PSETID_Appointment, 0x8213);
+inline constexpr const NamedProperty& kAppointmentColor = detail::row(PSETID_Appointment, 0x8214);
+inline constexpr const NamedProperty& kAppointmentSubType = detail::row(PSETID_Appointment, 0x8215);
+inline constexpr const NamedProperty& kAppointmentRecur = detail::row(PSETID_Appointment, 0x8216);
+inline constexpr const NamedProperty& kAppointmentStateFlags = detail::row(PSETID_Appointment, 0x8217);
+inline constexpr const NamedProperty& kResponseStatus = detail::row(PSETID_Appointment, 0x8218);
+inline constexpr const NamedProperty& kRecurring = detail::row(PSETID_Appointment, 0x8223);
+inline constexpr const NamedProperty& kRecurrenceType = detail::row(PSETID_Appointment, 0x8231);
+inline constexpr const NamedProperty& kRecurrencePattern = detail::row(PSETID_Appointment, 0x8232);
+inline constexpr const NamedProperty& kTimeZoneStruct = detail::row(PSETID_Appointment, 0x8233);
+inline constexpr const NamedProperty& kTimeZoneDescription = detail::row(PSETID_Appointment, 0x8234);
+inline constexpr const NamedProperty& kClipStart = detail::row(PSETID_Appointment, 0x8235);
+inline constexpr const NamedProperty& kClipEnd = detail::row(PSETID_Appointment, 0x8236);
+inline constexpr const NamedProperty& kAttendeeCriticalChange = detail::row(PSETID_Meeting, 0x0001);
+inline constexpr const NamedProperty& kWhere = detail::row(PSETID_Meeting, 0x0002);
+inline constexpr const NamedProperty& kGlobalObjectId = detail::row(PSETID_Meeting, 0x0003);
+inline constexpr const NamedProperty& kCleanGlobalObjectId = detail::row(PSETID_Meeting, 0x0023);
+
 // Tasks
 inline constexpr const NamedProperty& kTaskStatus = detail::row(PSETID_Task, 0x8101);
+inline constexpr const NamedProperty& kPercentComplete = detail::row(PSETID_Task, 0x8102);
+inline constexpr const NamedProperty& kTeamTask = detail::row(PSETID_Task, 0x8103);
+inline constexpr const NamedProperty& kTaskStartDate = detail::row(PSETID_Task, 0x8104);
+inline constexpr const NamedProperty& kTaskDueDate = detail::row(PSETID_Task, 0x8105);
+inline constexpr const NamedProperty& kTaskDateCompleted = detail::row(PSETID_Task, 0x810F);
+inline constexpr const NamedProperty& kTaskVersion = detail::row(PSETID_Task, 0x8112);
+inline constexpr const NamedProperty& kTaskState = detail::row(PSETID_Task, 0x8113);
+inline constexpr const NamedProperty& kTaskLastUpdate = detail::row(PSETID_Task, 0x8115);
+inline constexpr const NamedProperty& kTaskRecurrence = detail::row(PSETID_Task, 0x8116);
+inline constexpr const NamedProperty& kTaskStatusOnComplete = detail::row(PSETID_Task, 0x8119);
+inline constexpr const NamedProperty& kTaskHistory = detail::row(PSETID_Task, 0x811A);
+inline constexpr const NamedProperty& kTaskUpdates = detail::row(PSETID_Task, 0x811B);
 inline constexpr const NamedProperty& kTaskComplete = detail::row(PSETID_Task, 0x811C);
+inline constexpr const NamedProperty& kTaskOwner = detail::row(PSETID_Task, 0x811F);
+inline constexpr const NamedProperty& kTaskMultipleRecipients = detail::row(PSETID_Task, 0x8120);
+inline constexpr const NamedProperty& kTaskLastUser = detail::row(PSETID_Task, 0x8122);
+inline constexpr const NamedProperty& kTaskFRecurring = detail::row(PSETID_Task, 0x8126);
+inline constexpr const NamedProperty& kTaskOwnership = detail::row(PSETID_Task, 0x8129);
+inline constexpr const NamedProperty& kTaskAcceptanceState = detail::row(PSETID_Task, 0x812A);
+
+// Journal entries and sticky notes
+inline constexpr const NamedProperty& kLogStart = detail::row(PSETID_Log, 0x8706);
+inline constexpr const NamedProperty& kNoteColor = detail::row(PSETID_Note, 0x8B00);
+inline constexpr const NamedProperty& kNoteWidth = detail::row(PSETID_Note, 0x8B02);
+inline constexpr const NamedProperty& kNoteHeight = detail::row(PSETID_Note, 0x8B03);
+inline constexpr const NamedProperty& kNoteX = detail::row(PSETID_Note, 0x8B04);
+inline constexpr const NamedProperty& kNoteY = detail::row(PSETID_Note, 0x8B05);
+
+// Of all items
+inline constexpr const NamedProperty& kKeywords = detail::row(PS_PUBLIC_STRINGS, u"Keywords");
 
 // Internet headers
 inline constexpr const NamedProperty& kIsSpam = detail::row(PS_INTERNET_HEADERS, u"Is Spam");

@@ -3,8 +3,7 @@
 #include <thread>
 #include <vector>
 
-#include "host/fault_sweep.h"
-#include "tests/support/caller.h"
+#include "tests/support/sweep.h"
 
 namespace nalvo::test {
 namespace {
@@ -14,25 +13,6 @@ constexpr std::string_view kMail =
     "Disposition-Notification-To: ann@example.org\nMessage-ID: <!~!QUJD@example.org>\n"
     "Date: Mon, 2 Mar 2020 10:00:00 +0100\nContent-Type: multipart/alternative; boundary=xx\n\n"
     "--xx\n\ntext\n--xx\nContent-Type: text/html\n\n<p>text</p>\n--xx--\n";
-
-// Calls whose failure means that something is not known, which a run may go on without.
-const std::vector<std::string> kMayBeUnknown = {
-    // the class of the message
-    "IMapiAllocator::getAllocators", "getProp", "allocateBuffer", "allocateMore",
-    // what the server does not tell
-    "IMimeFlags::hasAttachments", "IMimeFlags::getMessageSize", "IAddressBook::getEntryProp",
-    "IConvertAttachment::getContentIdSource"};
-
-void expectClean(const host::SweepResult& result, std::size_t mostSwallowed) {
-  for (const std::string& complaint : result.complaints) {
-    ADD_FAILURE() << complaint;
-  }
-  EXPECT_GT(result.runs, 100U);
-  EXPECT_LE(result.swallowed.size(), mostSwallowed);
-  for (const std::string& call : result.swallowed) {
-    EXPECT_NE(std::find(kMayBeUnknown.begin(), kMayBeUnknown.end(), call), kMayBeUnknown.end()) << call;
-  }
-}
 
 TEST(FaultSweep, NoteToMapi) {
   expectClean(host::faultSweep([](const host::HostContextPtr& context, const std::function<void()>& arm) {

@@ -1,0 +1,48 @@
+// Journal entries.
+#pragma once
+
+#include "convert/groupware/groupware_convert.h"
+#include "mail/v_journal.h"
+
+namespace nalvo {
+
+namespace toMime {
+
+class JournalConvert : public CalendarBaseConvert<JournalConvert, mail::VJournal> {
+ public:
+  static constexpr GroupwareBody kBody = kJournalBody;
+
+  explicit JournalConvert(ConvertorDataMessage* data);
+
+  PartTags getPartTags(IConvertMessage* message) const override;
+
+  void mapiToMimeStart();
+  void onProp(ULONG tag);
+
+ private:
+  friend struct JournalRows;
+
+  void onKeywords(ULONG tag);
+  void onPrivate(ULONG tag);
+  void onStart(ULONG tag);
+  void onSubject(ULONG tag);
+
+  PropertyRows<JournalConvert> rows_;
+};
+
+}  // namespace toMime
+
+namespace toMapi {
+
+class JournalConvert : public CalendarBaseConvert<JournalConvert, mail::VJournal> {
+ public:
+  static constexpr GroupwareBody kBody = kJournalBody;
+  static constexpr bool kSupportsNoBody = true;
+
+  explicit JournalConvert(ConvertorDataMessage* data) : CalendarBaseConvert(data) {}
+
+  void convertMimeToMapi();
+};
+
+}  // namespace toMapi
+}  // namespace nalvo
