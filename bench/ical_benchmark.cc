@@ -10,8 +10,14 @@
 #include <string>
 #include <vector>
 
+#ifdef NALVO_HAVE_ICAL
+#include <libical/ical.h>
+#endif
+
 #include "mail/content_sources.h"
+#include "mail/n_time_zone.h"
 #include "mail/rrule.h"
+#include "mail/v_component.h"
 #include "tests/mail/zones.h"
 
 namespace {
@@ -104,6 +110,50 @@ void ruleRow(const std::string& text, const DateTime& start, int dates) {
   std::printf("  %-50s %8d dates %12.0f /s\n", text.c_str(), dates, dates / seconds);
 }
 
+// Texts as trees, read and printed.
+void treeRow(const char* name, const std::string& text) {
+  const auto rewritten = [&text] {
+    std::istringstream in(text);
+    vcIStreamLex lexer(in, "");
+    Component component;
+    std::string out;
+    while (component.read(lexer, "")) {
+      component.print(out);
+    }
+    return out;
+  };
+  if (rewritten() != text) {
+    std::fprintf(stderr, "%s: the text did not come back\n", name);
+    std::exit(1);
+  }
+  std::printf("  %-34s %10.2f ms  peak %6.1f MB\n", name, timeOf(rewritten) * 1e3, peakMegabytes());
+}
+
+#ifdef NALVO_HAVE_ICAL
+void otherLibraryRow(const char* name, const std::string& text) {
+  const double seconds = timeOf([&text] {
+    icalcomponent* component = icalparser_parse_string(text.c_str());
+    icalmemory_free_buffer(icalcomponent_as_ical_string_r(component));
+    icalcomponent_free(component);
+  });
+  std::printf("  %-34s %10.2f ms  peak %6.1f MB\n", name, seconds * 1e3, peakMegabytes());
+}
+#endif
+
+// Years within the cache, and more of them than it holds.
+void offsetRow(const char* name, int years) {
+  const auto zone = NTimeZone::byId("America/New_York");
+  constexpr int kLookUps = 10000;
+  const double seconds = timeOf([&] {
+    for (int i = 0; i < kLookUps; ++i) {
+      if (zone->getOffsetAt((i % years) * std::int64_t{31556952} - 9'000'000'000).isNull()) {
+        std::exit(1);
+      }
+    }
+  });
+  std::printf("  %-34s %12.0f /s\n", name, kLookUps / seconds);
+}
+
 }  // namespace
 
 int main() {
@@ -117,6 +167,22 @@ int main() {
   for (const std::size_t times : {1U, 10U, 100U}) {
     linesRow(("one long value, " + std::to_string(times) + "x").c_str(), calendarOf(1, std::string(10000 * times, 'x')), 9);
   }
+
+  std::printf("Objects read and printed\n");
+  const std::string events = calendarOf(10000, plain);
+  treeRow("10,000 events", events);
+  std::string cards;
+  for (int i = 0; i < 10000; ++i) {
+    cards += "BEGIN:VCARD\r\nVERSION:3.0\r\nN:Smith;Jane\r\nTEL;TYPE=HOME:" + std::to_string(i) + "\r\nEND:VCARD\r\n";
+  }
+  treeRow("10,000 cards", cards);
+#ifdef NALVO_HAVE_ICAL
+  otherLibraryRow("10,000 events with libical", events);
+#endif
+
+  std::printf("Offsets of a zone\n");
+  offsetRow("cached", 50);
+  offsetRow("not cached", 700);
 
   std::printf("Dates of rules, in a zone with daylight saving\n");
   DateTime start(1, 1, 2007, 9, 0, 0);
