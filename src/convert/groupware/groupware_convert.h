@@ -8,6 +8,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "convert/groupware/property_rows.h"
 #include "convert/message_convert.h"
@@ -34,9 +35,9 @@ inline constexpr GroupwareBody kDistListBody{"x-vcard-dl", nullptr, nullptr};
 inline constexpr GroupwareBody kStickyNoteBody{"x-stickynote", nullptr, nullptr};
 
 // What the text calls the description of an item, in UTF-8.
-inline void setDescription(mail::VCalendar& object, std::string_view text) { object.setDescription(text); }
-inline void setDescription(mail::VCard& object, std::string_view text) { object.setNote(text); }
-inline void setDescription(mail::StickyNote& object, std::string_view text) { object.setText(text); }
+inline void setDescription(mail::VCalendar& object, std::string text) { object.setDescription(std::move(text)); }
+inline void setDescription(mail::VCard& object, std::string text) { object.setNote(std::move(text)); }
+inline void setDescription(mail::StickyNote& object, const std::string& text) { object.setText(text); }
 
 namespace detail {
 
