@@ -406,6 +406,9 @@ void fillSenderProperties(ConvertorDataMessage& data, const Attendee& person) {
 }
 
 void fillReceivedByProperties(ConvertorDataMessage& data) {
+  if (MapiPropUtils::propertyExists(data.getMapiMessage(), PR_RECEIVED_BY_ADDRTYPE)) {
+    return;
+  }
   const Person owner = getMailboxOwner(data.getMapiMessage(), data.getAllocator());
   if (!owner.name.empty() || !owner.address.empty()) {
     AddressMaker address(data.getAllocator(), narrowAddress(owner.address), owner.name);

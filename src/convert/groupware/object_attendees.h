@@ -40,7 +40,7 @@ void addRsvpAttendee(ConvertorDataMessage& data, const mail::Attendee& attendee)
 // The sender of the message: its author if that is another one than `person`, who is represented. Does nothing for one
 // without name and address.
 void fillSenderProperties(ConvertorDataMessage& data, const mail::Attendee& person);
-// Whose mailbox the message lies in, if that is known.
+// Whose mailbox the message lies in, if that is known and the message does not say it.
 void fillReceivedByProperties(ConvertorDataMessage& data);
 
 }  // namespace nalvo::ObjectAttendees
