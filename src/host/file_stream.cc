@@ -150,4 +150,11 @@ ComPtr<IStream> openFile(const std::filesystem::path& path) {
 
 ComPtr<IStream> readStandardInput() { return readToEnd(STDIN_FILENO); }
 
+ComPtr<IStream> textStream(std::string_view text) {
+  ComPtr<IStream> stream = streamUtils::createStream();
+  streamUtils::detail::writeStr(stream.get(), text);
+  streamUtils::rewind(stream.get());
+  return stream;
+}
+
 }  // namespace nalvo::host

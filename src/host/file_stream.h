@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <string_view>
 
 #include "nalvo/com.h"
 #include "platform/com/com_ptr.h"
@@ -14,5 +15,7 @@ namespace nalvo::host {
 ComPtr<IStream> openFile(const std::filesystem::path& path);
 // Standard input, read to its end.
 ComPtr<IStream> readStandardInput();
+// A copy of the text, at offset 0.
+ComPtr<IStream> textStream(std::string_view text);
 
 }  // namespace nalvo::host

@@ -209,6 +209,9 @@ ComPtr<MemoryMessage> readMail(const MailFile& file, const HostContextPtr& conte
   const auto allocator = makeCom<HostAllocator>(context);
   const auto annotations = makeCom<MemoryAnnotations>(context, file.annotations.value_or(MemoryAnnotations::Entries()));
   const ComPtr<MemoryFlags> flags = file.flags ? file.flags : flagsOf(mail.get(), context, size);
+  if (file.mailboxFlags && !beside) {
+    flags->flags = *file.mailboxFlags;
+  }
   if (!flags->internalDate) {
     flags->internalDate = arrivalOf(mail.get(), fallback);
   }

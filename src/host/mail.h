@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,8 @@ struct MailFile {
   // Of the form Store.
   std::optional<MemoryAnnotations::Entries> annotations = {};
   ComPtr<MemoryFlags> flags = {};
+  // What a mailbox tells of the mail; counts where neither flags nor X-MAPI do.
+  std::optional<std::set<ULONG>> mailboxFlags = {};
   // What its reader should know of a mail that was written: values that were passed over, one line each.
   std::vector<std::string> warnings = {};
 };

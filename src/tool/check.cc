@@ -63,6 +63,8 @@ Outcome check(const Input& input, bool json) {
     comparison = host::compareMails(file.get(), back.get());
   }
   outcome.error = sumOf(comparison);
+  outcome.explained = comparison.explained.size();
+  outcome.unexplained = comparison.lost.size() + comparison.changed.size() + comparison.added.size();
   if (json) {
     nlohmann::ordered_json line = {{"file", input.name}};
     line.update(host::toJson(comparison));

@@ -21,17 +21,17 @@ Outcome show(const Input& input, const ShowOptions& options);
 Outcome check(const Input& input, bool json);
 
 struct ConvertOptions {
-  std::string output;  // a file, a folder, "-" for standard output; empty: beside the input
   host::MailForm form = host::MailForm::Lossless;
-  bool force = false;       // over a file that is there
-  bool trustXMapi = true;   // take what X-MAPI brings
-  bool manyInputs = false;  // the output is a folder then
+  bool force = false;      // over a file that is there
+  bool resume = false;     // a file that is there is done
+  bool trustXMapi = true;  // take what X-MAPI brings
 };
 
-// A message file as a mail, in the form Store with NAME.annotations.json and NAME.flags.json beside it.
-Outcome toMime(const Input& input, const ConvertOptions& options);
+// A message file as a mail, in the form Store with NAME.annotations.json and NAME.flags.json beside it. The target "-" is
+// standard output; the folders of another one are made.
+Outcome toMime(const Input& input, const std::filesystem::path& target, const ConvertOptions& options);
 // A mail as a message file.
-Outcome toMapi(const Input& input, const ConvertOptions& options);
+Outcome toMapi(const Input& input, const std::filesystem::path& target, const ConvertOptions& options);
 
 struct ObjectOptions {
   std::optional<std::size_t> occurrences;  // that many dates in place of the text

@@ -1,12 +1,15 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <system_error>
 #include <vector>
 
 #include "diagnostics/hresult_exception.h"
 #include "host/msg_file.h"
 #include "host/wire_form.h"
+#include "platform/mapi/tags.h"
+#include "platform/text/text.h"
 #include "tool/atomic_file.h"
 #include "tool/commands.h"
 
@@ -15,21 +18,6 @@ namespace {
 
 constexpr const char* kAnnotationsSuffix = ".annotations.json";
 constexpr const char* kFlagsSuffix = ".flags.json";
-
-// Where the conversion of an input goes: beside it, into the folder that is named, or to the file that is.
-std::filesystem::path targetOf(const Input& input, const ConvertOptions& options, const char* extension) {
-  const std::filesystem::path named = options.output;
-  std::filesystem::path own = input.standardInput ? std::filesystem::path("message") : input.path;
-  own.replace_extension(extension);
-  if (options.output.empty()) {
-    return input.standardInput ? own.filename() : own;
-  }
-  if (options.manyInputs || options.output.ends_with('/') || std::filesystem::is_directory(named)) {
-    std::filesystem::create_directories(named);
-    return named / own.filename();
-  }
-  return named;
-}
 
 std::filesystem::path besideOf(std::filesystem::path mail, const char* suffix) { return mail.replace_extension(suffix); }
 
@@ -51,38 +39,76 @@ std::string contentOf(const std::filesystem::path& file) {
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-// A file that must not be there is told before any work is done.
-void refuseExisting(const std::filesystem::path& target, bool force) {
-  if (!force && std::filesystem::exists(target)) {
+std::string classOf(const host::MemoryMessage& message) {
+  const host::PropertyRecord* record = const_cast<host::MemoryMessage&>(message).bag().find(PR_MESSAGE_CLASS);
+  return record == nullptr ? std::string() : wideToUtf8(host::textOf(*record));
+}
+
+// Whether there is nothing left to do. A file that must not be there is told before any work is done.
+bool isDone(const std::filesystem::path& target, const ConvertOptions& options, Outcome& outcome) {
+  outcome.target = target;
+  if (options.force || !std::filesystem::exists(target)) {
+    return false;
+  }
+  if (!options.resume) {
     throw std::system_error(EEXIST, std::generic_category(), target.string());
   }
+  outcome.skipped = true;  // It got its name when it was whole.
+  return true;
+}
+
+void makeFolderOf(const std::filesystem::path& target) {
+  if (target.has_parent_path()) {
+    std::filesystem::create_directories(target.parent_path());
+  }
+}
+
+constexpr struct {
+  char letter;
+  MimeFlag flag;
+} kMaildirFlags[] = {{'S', MimeFlag::Read},     {'D', MimeFlag::Draft},   {'P', MimeFlag::Forwarded},
+                     {'R', MimeFlag::Answered}, {'F', MimeFlag::Flagged}, {'T', MimeFlag::Deleted}};
+
+std::set<ULONG> flagsOf(const std::string& letters) {
+  std::set<ULONG> flags;
+  for (const auto& row : kMaildirFlags) {
+    if (letters.find(row.letter) != std::string::npos) {
+      flags.insert(static_cast<ULONG>(row.flag));
+    }
+  }
+  return flags;
 }
 
 }  // namespace
 
-Outcome toMime(const Input& input, const ConvertOptions& options) {
-  const auto context = std::make_shared<host::HostContext>();
+Outcome toMime(const Input& input, const std::filesystem::path& target, const ConvertOptions& options) {
+  const bool toOutput = target == "-";
   Outcome outcome;
+  if (!toOutput && isDone(target, options, outcome)) {
+    return outcome;
+  }
+  const auto context = std::make_shared<host::HostContext>();
   const ComPtr<IStream> file = input.open();
   const ComPtr<host::MemoryMessage> message = host::readMsg(file.get(), context, &outcome.warnings);
+  outcome.messageClass = classOf(*message);
   host::MailFile mail = host::writeMail(message.get(), options.form, nullptr);
   std::move(mail.warnings.begin(), mail.warnings.end(), std::back_inserter(outcome.warnings));
   if (options.form == host::MailForm::Wire) {
     mail.mail = host::withoutXMapi(mail.mail);
   }
-  if (options.output == "-") {
+  if (toOutput) {
     outcome.output = contentOf(mail.mail.get());
     return outcome;
   }
-  const std::filesystem::path target = targetOf(input, options, ".eml");
-  refuseExisting(target, options.force);
+  makeFolderOf(target);
   if (mail.annotations) {
+    const bool replace = options.force || options.resume;  // A run that was killed may have left one without its mail.
     AtomicFile annotations(besideOf(target, kAnnotationsSuffix));
     annotations.write(host::annotationsToJson(*mail.annotations));
-    annotations.commit(options.force);
+    annotations.commit(replace);
     AtomicFile flags(besideOf(target, kFlagsSuffix));
     flags.write(host::flagsToJson(*mail.flags));
-    flags.commit(options.force);
+    flags.commit(replace);
   }
   AtomicFile written(target);
   written.write(mail.mail.get());
@@ -90,15 +116,15 @@ Outcome toMime(const Input& input, const ConvertOptions& options) {
   return outcome;
 }
 
-Outcome toMapi(const Input& input, const ConvertOptions& options) {
+Outcome toMapi(const Input& input, const std::filesystem::path& planned, const ConvertOptions& options) {
+  const bool toOutput = planned == "-";
+  Outcome outcome;
+  if (!toOutput && isDone(planned, options, outcome)) {
+    return outcome;
+  }
   const auto context = std::make_shared<host::HostContext>();
-  const bool toOutput = options.output == "-";
-  // A message file is not written from its start to its end, so that standard output gets it from a file without a name.
-  const std::filesystem::path target =
-      toOutput ? std::filesystem::temp_directory_path() / "message.msg" : targetOf(input, options, ".msg");
-  refuseExisting(target, options.force || toOutput);
   host::MailFile mail{input.open()};
-  if (!input.standardInput) {
+  if (!input.isStandardInput() && !input.part && !input.wrapped) {
     if (const auto beside = besideOf(input.path, kAnnotationsSuffix); std::filesystem::exists(beside)) {
       mail.annotations = host::annotationsFromJson(contentOf(beside));
     }
@@ -106,9 +132,15 @@ Outcome toMapi(const Input& input, const ConvertOptions& options) {
       mail.flags = host::flagsFromJson(contentOf(beside), context);
     }
   }
-  Outcome outcome;
+  if (input.maildirFlags) {
+    mail.mailboxFlags = flagsOf(*input.maildirFlags);
+  }
   const ComPtr<host::MemoryMessage> message =
       host::readMail(mail, context, input.modified(), options.trustXMapi, nullptr, &outcome.warnings);
+  outcome.messageClass = classOf(*message);
+  // A message file is not written from its start to its end, so that standard output gets it from a file without a name.
+  const std::filesystem::path target = toOutput ? std::filesystem::temp_directory_path() / "message.msg" : planned;
+  makeFolderOf(target);
   AtomicFile written(target);
   host::writeMsg(message.get(), written.path());
   if (toOutput) {

@@ -1,10 +1,13 @@
 // nalvo: mail as MAPI objects, and back.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <map>
+#include <thread>
 
 #include "nalvo_version.h"
 #include "tool/commands.h"
+#include "tool/outputs.h"
 
 namespace {
 
@@ -15,24 +18,31 @@ int run(int argc, char** argv) {
   app.name("nalvo");
   app.require_subcommand(1);
   app.set_version_flag("--version", std::string("nalvo ") + nalvo::kVersionText);
-  app.footer("Exit codes: 0 all done, 1 some input failed, 2 wrong usage.");
+  app.footer("Exit codes: 0 all done, 1 some input failed, 2 wrong usage, 130 interrupted.");
 
   std::vector<std::string> arguments;
   ShowOptions showOptions;
   ConvertOptions convertOptions;
   ObjectOptions objectOptions;
   bool checkJson = false;
-  unsigned jobs = 1;
+  std::string output;
+  bool quiet = false;
+  RunOptions runOptions;
+  runOptions.threads = std::clamp(std::thread::hardware_concurrency(), 1U, 256U);
 
   const auto takesInputs = [&arguments](CLI::App* verb, const char* what) {
     verb->add_option("INPUT", arguments, what)->required();
   };
-  const auto takesJobs = [&jobs](CLI::App* verb) {
-    verb->add_option("-j", jobs, "Inputs worked on at a time")->check(CLI::Range(1U, 256U));
+  const auto takesMany = [&](CLI::App* verb) {
+    verb->add_option("-j", runOptions.threads, "Inputs worked on at a time; the number of processors")
+        ->check(CLI::Range(1U, 256U));
+    verb->add_option("--report", runOptions.report, "A JSON file with a row for each input");
+    verb->add_flag("-q,--quiet", quiet, "No summary at the end");
   };
-  const auto takesOutput = [&convertOptions](CLI::App* verb) {
-    verb->add_option("-o", convertOptions.output, "A file, or a folder; without it the output goes beside the input");
-    verb->add_flag("--force", convertOptions.force, "Write over files that are there");
+  const auto takesOutput = [&](CLI::App* verb) {
+    verb->add_option("-o", output, "A file, or a folder; without it the output goes beside the input; - is standard output");
+    CLI::Option* force = verb->add_flag("--force", convertOptions.force, "Write over files that are there");
+    verb->add_flag("--resume", convertOptions.resume, "Pass over inputs whose output is there")->excludes(force);
   };
   CLI::App* toMimeVerb = app.add_subcommand("to-mime", "Write .msg files as mail");
   const std::map<std::string, nalvo::host::MailForm> forms = {{"lossless", nalvo::host::MailForm::Lossless},
@@ -45,21 +55,21 @@ int run(int argc, char** argv) {
                    "store: with annotations and flags beside it")
       ->transform(CLI::CheckedTransformer(forms, CLI::ignore_case));
   takesOutput(toMimeVerb);
-  takesJobs(toMimeVerb);
+  takesMany(toMimeVerb);
   takesInputs(toMimeVerb, "A .msg file, a folder, or - for standard input");
   CLI::App* toMapiVerb = app.add_subcommand("to-mapi", "Write mails as .msg files");
   toMapiVerb->add_flag("!--no-x-mapi", convertOptions.trustXMapi, "Leave alone what the header X-MAPI brings");
   takesOutput(toMapiVerb);
-  takesJobs(toMapiVerb);
-  takesInputs(toMapiVerb, "A .eml file, a folder, or - for standard input");
+  takesMany(toMapiVerb);
+  takesInputs(toMapiVerb, "A .eml, .ics or .vcf file, an mbox, a Maildir, a folder, or - for standard input");
   CLI::App* showVerb = app.add_subcommand("show", "Print the properties of a message, or those that a mail becomes");
   showVerb->add_flag("--json", showOptions.json, "One JSON object per input, on one line each");
   showVerb->add_flag("--full", showOptions.full, "Long values whole");
-  takesInputs(showVerb, "A .msg or .eml file, a folder, or - for standard input");
+  takesInputs(showVerb, "A .msg or .eml file, an mbox, a Maildir, a folder, or - for standard input");
   CLI::App* checkVerb = app.add_subcommand("check", "Go there and back and name what does not come back the same");
   checkVerb->add_flag("--json", checkJson, "One JSON object per input, on one line each");
-  takesJobs(checkVerb);
-  takesInputs(checkVerb, "A .msg or .eml file, a folder, or - for standard input");
+  takesMany(checkVerb);
+  takesInputs(checkVerb, "A .msg or .eml file, an mbox, a Maildir, a folder, or - for standard input");
 
   CLI::App* objectVerb = app.add_subcommand("object", "Print calendars, cards and notes in the library's exact form");
   objectVerb->add_option("--occurrences", objectOptions.occurrences, "That many dates of the calendar's rules instead");
@@ -70,27 +80,35 @@ int run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kAllDone : kWrongUsage;
   }
-  const std::vector<std::string> extensions = toMimeVerb->parsed()   ? std::vector<std::string>{".msg"}
-                                              : toMapiVerb->parsed() ? std::vector<std::string>{".eml"}
-                                              : objectVerb->parsed() ? std::vector<std::string>{".ics", ".vcs", ".vcf"}
-                                                                     : std::vector<std::string>{".eml", ".msg"};
-  const std::vector<Input> inputs = collectInputs(arguments, extensions);
-  if (inputs.empty()) {
+  InputKinds kinds{{".eml", ".msg"}, true, false};
+  if (toMimeVerb->parsed()) {
+    kinds = {{".msg"}, false, false};
+  } else if (toMapiVerb->parsed()) {
+    kinds = {{".eml", ".ics", ".vcs", ".vcf"}, true, true};
+  } else if (objectVerb->parsed()) {
+    kinds = {{".ics", ".vcs", ".vcf"}, false, false};
+  }
+  const Inputs inputs = collectInputs(arguments, kinds);
+  if (inputs.list.empty()) {
     std::fprintf(stderr, objectVerb->parsed() ? "nalvo: no calendar or card found\n" : "nalvo: no mail found\n");
     return kSomeFailed;
   }
-  convertOptions.manyInputs = inputs.size() > 1;
-  if (showVerb->parsed()) {
-    return runAll(inputs, 1, [&](const Input& input) { return show(input, showOptions); });
-  }
-  if (objectVerb->parsed()) {
-    return runAll(inputs, 1, [&](const Input& input) { return object(input, objectOptions); });
+  if (showVerb->parsed() || objectVerb->parsed()) {
+    runOptions.threads = 1;
+    runOptions.verb = nullptr;
+    return runAll(inputs.list, runOptions, [&](const Input& input, std::size_t) {
+      return showVerb->parsed() ? show(input, showOptions) : object(input, objectOptions);
+    });
   }
   if (checkVerb->parsed()) {
-    return runAll(inputs, jobs, [&](const Input& input) { return check(input, checkJson); });
+    runOptions.verb = quiet ? nullptr : "came back whole";
+    return runAll(inputs.list, runOptions, [&](const Input& input, std::size_t) { return check(input, checkJson); });
   }
-  return runAll(inputs, jobs, [&](const Input& input) {
-    return toMimeVerb->parsed() ? toMime(input, convertOptions) : toMapi(input, convertOptions);
+  runOptions.verb = quiet ? nullptr : "converted";
+  const bool toMimeRun = toMimeVerb->parsed();
+  const std::vector<std::filesystem::path> targets = planOutputs(inputs, output, toMimeRun ? ".eml" : ".msg");
+  return runAll(inputs.list, runOptions, [&](const Input& input, std::size_t index) {
+    return toMimeRun ? toMime(input, targets[index], convertOptions) : toMapi(input, targets[index], convertOptions);
   });
 }
 

@@ -1,5 +1,6 @@
 #include "tool/run.h"
 
+#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,9 +10,11 @@
 #include <exception>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 #include "diagnostics/hresult_exception.h"
+#include "tool/report.h"
 
 namespace nalvo::tool {
 namespace {
@@ -25,15 +28,56 @@ std::string textOf(const HResultException& failure) {
   return text;
 }
 
-Outcome attempt(const Input& input, const std::function<Outcome(const Input&)>& work) {
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+
+struct Attempt {
+  Outcome outcome;
+  double seconds;
+};
+
+Attempt attempt(const Input& input, std::size_t index, const std::function<Outcome(const Input&, std::size_t)>& work) {
+  const Clock::time_point start = Clock::now();
+  Outcome outcome;
   try {
-    return work(input);
+    outcome = work(input, index);
   } catch (const HResultException& failure) {
-    return {{}, {}, textOf(failure)};
+    outcome.error = textOf(failure);
   } catch (const std::exception& failure) {
-    return {{}, {}, failure.what()};
+    outcome.error = failure.what();
   }
+  return {std::move(outcome), secondsSince(start)};
 }
+
+// Set by the first interrupt; the handler then gives the signal back to the system.
+std::atomic<bool> interrupted{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+class InterruptHandler {
+ public:
+  InterruptHandler() {
+    interrupted = false;
+    struct sigaction action {};
+    action.sa_handler = [](int) { interrupted = true; };
+    action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;
+    for (std::size_t i = 0; i < std::size(kSignals); ++i) {
+      sigaction(kSignals[i], &action, &before_[i]);
+    }
+  }
+  ~InterruptHandler() {
+    for (std::size_t i = 0; i < std::size(kSignals); ++i) {
+      sigaction(kSignals[i], &before_[i], nullptr);
+    }
+  }
+  InterruptHandler(const InterruptHandler&) = delete;
+  InterruptHandler& operator=(const InterruptHandler&) = delete;
+
+ private:
+  static constexpr int kSignals[] = {SIGINT, SIGTERM};
+
+  struct sigaction before_[std::size(kSignals)]{};
+};
 
 // A line on the terminal that tells how far a run is: "[#####.....] 120/240  60/s  2 s left". Nothing on a run of one input,
 // and nothing where standard error is no terminal.
@@ -52,7 +96,7 @@ class Progress {
       return;
     }
     last_ = now;
-    const double seconds = std::chrono::duration<double>(now - start_).count();
+    const double seconds = secondsSince(start_);
     const double rate = static_cast<double>(done) / seconds;
     const double left = static_cast<double>(total_ - done) / std::max(rate, 1e-3);
     const std::string bar(done * kWidth / total_, '#');
@@ -69,7 +113,6 @@ class Progress {
   }
 
  private:
-  using Clock = std::chrono::steady_clock;
   static constexpr std::chrono::milliseconds kEvery{100};
   static constexpr std::size_t kWidth = 30;
 
@@ -83,11 +126,15 @@ class Progress {
 // Holds outcomes back until those ahead of them are out.
 class Printer {
  public:
-  explicit Printer(const std::vector<Input>& inputs) : inputs_(inputs), progress_(inputs.size()) {}
+  Printer(const std::vector<Input>& inputs, const RunOptions& options) : inputs_(inputs), progress_(inputs.size()) {
+    if (!options.report.empty()) {
+      report_.emplace(options.report);
+    }
+  }
 
-  void add(std::size_t index, Outcome outcome) {
+  void add(std::size_t index, Attempt attempt) {
     const std::scoped_lock lock(mutex_);
-    waiting_.emplace(index, std::move(outcome));
+    waiting_.emplace(index, std::move(attempt));
     ++done_;
     while (!waiting_.empty() && waiting_.begin()->first == next_) {
       print(waiting_.begin()->second);
@@ -97,10 +144,25 @@ class Printer {
     progress_.show(done_);
   }
 
-  bool failed() const { return failed_; }
+  const Totals& totals() const { return totals_; }
+
+  // Behind the last one.
+  void finish(bool stopped, const char* verb) {
+    progress_.clear();
+    totals_.left = inputs_.size() - done_;
+    totals_.seconds = secondsSince(start_);
+    if (report_) {
+      report_->finish(totals_);
+    }
+    if (verb != nullptr && (inputs_.size() > 1 || stopped)) {
+      std::fflush(stdout);
+      std::fprintf(stderr, "nalvo: %s%s\n", stopped ? "interrupted: " : "", totals_.sentence(verb).c_str());
+    }
+  }
 
  private:
-  void print(const Outcome& outcome) {
+  void print(const Attempt& attempt) {
+    const Outcome& outcome = attempt.outcome;
     if (!outcome.output.empty() || !outcome.warnings.empty() || !outcome.error.empty()) {
       progress_.clear();
     }
@@ -112,8 +174,11 @@ class Printer {
       tell("warning: " + warning);
     }
     if (!outcome.error.empty()) {
-      failed_ = true;
       tell(outcome.error);
+    }
+    totals_.add(inputs_[next_], outcome);
+    if (report_) {
+      report_->add(inputs_[next_], outcome, attempt.seconds);
     }
   }
 
@@ -123,34 +188,48 @@ class Printer {
 
   const std::vector<Input>& inputs_;
   std::mutex mutex_;
-  std::map<std::size_t, Outcome> waiting_;
+  std::map<std::size_t, Attempt> waiting_;
   std::size_t next_ = 0;
   std::size_t done_ = 0;
   Progress progress_;
-  bool failed_ = false;
+  Totals totals_;
+  std::optional<Report> report_;
+  Clock::time_point start_ = Clock::now();
 };
 
 }  // namespace
 
-int runAll(const std::vector<Input>& inputs, unsigned threads, const std::function<Outcome(const Input&)>& work) {
-  Printer printer(inputs);
+int runAll(const std::vector<Input>& inputs, const RunOptions& options,
+           const std::function<Outcome(const Input&, std::size_t)>& work) {
+  Printer printer(inputs, options);
+  std::optional<InterruptHandler> handler;
+  if (inputs.size() > 1) {
+    handler.emplace();
+  }
   std::atomic<std::size_t> next{0};
   const auto loop = [&] {
-    for (std::size_t i = next++; i < inputs.size(); i = next++) {
-      printer.add(i, attempt(inputs[i], work));
+    while (!interrupted) {
+      const std::size_t i = next++;
+      if (i >= inputs.size()) {
+        break;
+      }
+      printer.add(i, attempt(inputs[i], i, work));
     }
   };
-  std::vector<std::jthread> workers;
-  for (unsigned i = 1; i < threads && i < inputs.size(); ++i) {
-    workers.emplace_back(loop);
+  {
+    std::vector<std::jthread> workers;
+    for (unsigned i = 1; i < options.threads && i < inputs.size(); ++i) {
+      workers.emplace_back(loop);
+    }
+    loop();
   }
-  loop();
-  workers.clear();
+  const bool stopped = interrupted && printer.totals().sum() < inputs.size();
+  printer.finish(stopped, options.verb);
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     std::fprintf(stderr, "nalvo: standard output: can't be written\n");
     return kSomeFailed;
   }
-  return printer.failed() ? kSomeFailed : kAllDone;
+  return stopped ? kInterrupted : printer.totals().failed != 0 ? kSomeFailed : kAllDone;
 }
 
 }  // namespace nalvo::tool

@@ -100,7 +100,7 @@ class CommandLine(unittest.TestCase):
         changed, count = entry.subn(lambda found: found[1] + (4711).to_bytes(4, "little"), page.read_bytes())
         self.assertEqual(count, 1)
         page.write_bytes(changed)
-        done = run("check", report, page)
+        done = run("check", "-q", report, page)
         self.assertEqual(done.stderr.decode().splitlines(),
                          [f"nalvo: {report}: warning: message: the report is damaged and was read as a mail",
                           f"nalvo: {page}: warning: the code page 4711 is unknown and counts as absent"])
@@ -246,7 +246,7 @@ class CommandLine(unittest.TestCase):
     def test_progress_shows_on_a_terminal_alone(self):
         for i in range(3000):
             self.given(f"in/{i:04}.eml", f"Subject: {i}\n\n" + "line\n" * 500)
-        arguments = [TOOL, "to-mapi", "-o", str(self.path / "out"), str(self.path / "in")]
+        arguments = [TOOL, "to-mapi", "-q", "-o", str(self.path / "out"), str(self.path / "in")]
         terminal, end = pty.openpty()
         batch = subprocess.Popen(arguments, stderr=end)
         os.close(end)

@@ -1,0 +1,202 @@
+#include "tool/wrapped_objects.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+#include "diagnostics/hresult_exception.h"
+#include "mail/content_sources.h"
+#include "mail/v_component.h"
+#include "platform/text/text.h"
+
+namespace nalvo::tool {
+namespace {
+
+using mail::Component;
+
+constexpr std::string_view kCard = "VCARD";
+constexpr std::string_view kCalendar = "VCALENDAR";
+
+constexpr SourceFile kSource{".\\WrappedObjects"};
+
+std::string readAll(IStream* stream) {
+  std::string text;
+  std::array<char, 65536> block;
+  for (ULONG count = 1; count > 0;) {
+    checkHResult(stream->Read(block.data(), static_cast<ULONG>(block.size()), &count), kSource.at("tool::wrapObjects"));
+    text.append(block.data(), count);
+  }
+  return text;
+}
+
+std::string lowerCase(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(), [](char c) { return toLowerAscii(c); });
+  return text;
+}
+
+std::string mailOf(const std::string& contentType, std::string_view text) {
+  std::string mail =
+      "MIME-Version: 1.0\r\nContent-Type: " + contentType + "; charset=utf-8\r\nContent-Transfer-Encoding: 8bit\r\n\r\n";
+  return mail.append(text);
+}
+
+bool isLine(std::string_view line, std::string_view wanted) {
+  line = line.substr(0, line.find_last_not_of(" \t\r\n") + 1);
+  return equalsIgnoreCase(line, wanted);
+}
+
+// The lines of a text, each with its end: CR LF, LF or CR.
+class Lines {
+ public:
+  explicit Lines(std::string_view text) : rest_(text) {}
+
+  bool next(std::string_view& line) {
+    std::size_t end = std::min(rest_.find_first_of("\r\n"), rest_.size());
+    end += rest_.substr(end, 2) == "\r\n" ? 2U : end < rest_.size() ? 1U : 0U;
+    line = rest_.substr(0, end);
+    rest_.remove_prefix(end);
+    return !line.empty();
+  }
+
+ private:
+  std::string_view rest_;
+};
+
+// The length of a group in front of a property's name, its dot included; 0 if there is none.
+std::size_t groupLength(std::string_view line) {
+  const std::size_t end = line.find_first_of(".:;");
+  if (end == std::string_view::npos || end == 0 || line[end] != '.') {
+    return 0;
+  }
+  const bool isName = std::all_of(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(end), [](char c) {
+    return (c >= '0' && c <= '9') || c == '-' || (toLowerAscii(c) >= 'a' && toLowerAscii(c) <= 'z');
+  });
+  return isName ? end + 1 : 0;
+}
+
+// "_$!<HomePage>!$_" is a label that address books know in every language.
+std::string_view plainLabel(std::string_view label) {
+  constexpr std::string_view kBegin = "_$!<";
+  constexpr std::string_view kEnd = ">!$_";
+  return label.starts_with(kBegin) && label.ends_with(kEnd)
+             ? label.substr(kBegin.size(), label.size() - kBegin.size() - kEnd.size())
+             : label;
+}
+
+std::string cardWithoutGroups(std::string_view card) {
+  std::string result;
+  std::string labels;
+  std::map<std::string, std::string, std::less<>> values;  // of the last line of each group
+  Lines lines(card);
+  for (std::string_view line; lines.next(line);) {
+    const std::size_t group = groupLength(line);
+    if (group == 0) {
+      if (isLine(line, "END:VCARD") && !labels.empty()) {
+        result += "NOTE:" + labels + "\r\n";
+      }
+      result += line;
+      continue;
+    }
+    const std::string name(line.substr(0, group));
+    line.remove_prefix(group);
+    const std::size_t colon = std::min(line.find(':'), line.size() - 1);
+    std::string_view value = line.substr(colon + 1);
+    value = value.substr(0, value.find_last_not_of("\r\n") + 1);
+    if (equalsIgnoreCase(line.substr(0, std::min(line.find_first_of(";:"), line.size())), "X-ABLabel")) {
+      labels.append(labels.empty() ? "" : "\\n").append(plainLabel(value)).append(": ").append(values[name]);
+      continue;
+    }
+    values[name] = value;
+    result += line;
+  }
+  return result;
+}
+
+// The items of one calendar, each with all that belongs to it.
+void wrapCalendar(std::string_view text, std::vector<std::string>& mails) {
+  std::istringstream in{std::string(text)};
+  mail::vcIStreamLex lexer(in, "");
+  Component calendar;
+  if (!calendar.read(lexer, "VCALENDAR")) {
+    return;
+  }
+  Component frame = calendar;  // and its zones
+  frame.children.clear();
+  std::vector<Component> rest;  // what no item is; goes with the first one
+  std::vector<std::pair<std::string, std::vector<Component>>> items;
+  std::map<std::string, std::size_t> places;
+  for (const Component& child : calendar.children) {
+    const std::string type = lowerCase(child.name);
+    if (type != "vevent" && type != "vtodo" && type != "vjournal") {
+      (type == "vtimezone" ? frame.children : rest).push_back(child);
+      continue;
+    }
+    const std::string& uid = child.getPropertyText("UID");
+    const std::string key = uid.empty() ? std::to_string(items.size()) : type + uid;
+    const auto [place, isNew] = places.emplace(key, items.size());
+    if (isNew) {
+      items.emplace_back(type, std::vector<Component>());
+    }
+    items[place->second].second.push_back(child);
+  }
+  const std::string method = lowerCase(calendar.getPropertyText("METHOD"));
+  for (const auto& [type, components] : items) {
+    std::string contentType = "text/calendar; component=" + type;
+    if (method == "request" || method == "reply" || method == "cancel") {
+      contentType += "; method=" + method;
+    }
+    if (items.size() == 1) {
+      mails.push_back(mailOf(contentType, text));
+      continue;
+    }
+    Component own = frame;
+    own.children.insert(own.children.end(), rest.begin(), rest.end());
+    own.children.insert(own.children.end(), components.begin(), components.end());
+    rest.clear();
+    std::string printed;
+    own.print(printed);
+    mails.push_back(mailOf(contentType, printed));
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> wrapObjects(IStream* stream) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  std::string text = readAll(stream);
+  if (text.starts_with(kByteOrderMark)) {
+    text.erase(0, kByteOrderMark.size());
+  }
+  std::vector<std::string> mails;
+  std::string_view type;  // of the object that is open
+  std::size_t begin = 0;
+  std::size_t end = 0;
+  const auto wrap = [&] {
+    const std::string_view object = std::string_view(text).substr(begin, end - begin);
+    if (type == kCard) {
+      mails.push_back(mailOf("text/x-vcard", cardWithoutGroups(object)));
+    } else if (type == kCalendar) {
+      wrapCalendar(object, mails);
+    }
+    type = {};
+  };
+  Lines lines(text);
+  for (std::string_view line; lines.next(line);) {
+    end += line.size();
+    for (const std::string_view wanted : {kCard, kCalendar}) {
+      if (type.empty() && isLine(line, "BEGIN:" + std::string(wanted))) {
+        type = wanted;
+        begin = end - line.size();
+      } else if (type == wanted && isLine(line, "END:" + std::string(wanted))) {
+        wrap();
+      }
+    }
+  }
+  wrap();  // what was cut off
+  return mails;
+}
+
+}  // namespace nalvo::tool
