@@ -163,7 +163,7 @@ HRESULT MemoryAddressBook::getEntryProp(ULONG entryIdBytes, const BYTE* entryId,
     if (entry == entries.end() || !entry->second.contains(tag)) {
       return MAPI_E_NOT_FOUND;
     }
-    return makeSPropValue(PropertyRecord{PT_UNICODE, entry->second.at(tag)}, tag, value);
+    return makeSPropValue(PropertyRecord{propType(tag), entry->second.at(tag)}, tag, value);
   });
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/host_context.h"
+#include "host/property_value.h"
 #include "nalvo/interfaces.h"
 #include "platform/com/unknown_impl.h"
 
@@ -63,8 +64,8 @@ class MemoryAddressBook final : public IUnknownImpl<IAddressBook>, private Count
  public:
   explicit MemoryAddressBook(HostContextPtr context) : Counted(std::move(context)) {}
 
-  // Text properties of the entries, by entry id and tag.
-  std::map<std::string, std::map<ULONG, std::u16string>> entries;
+  // Properties of the entries, by entry id and tag.
+  std::map<std::string, std::map<ULONG, PropertyContent>> entries;
   std::u16string ownerName;
   std::u16string ownerAddress;
   // 1 for a folder whose private items are hidden.
