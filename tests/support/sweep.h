@@ -15,7 +15,7 @@ inline const std::vector<std::string> kMayBeUnknown = {
     // the class of the message
     "IMapiAllocator::getAllocators", "getProp", "allocateBuffer", "allocateMore",
     // what the server does not tell
-    "IMimeFlags::hasAttachments", "IMimeFlags::getMessageSize", "IAddressBook::getEntryProp",
+    "IMimeFlags::hasAttachments", "IMimeFlags::getMessageSize", "IAddressBook::getEntryProp", "IAddressBook::getFolderGuid",
     "IConvertAttachment::getContentIdSource"};
 
 inline void expectClean(const host::SweepResult& result, std::size_t mostSwallowed, std::uint64_t leastRuns = 100) {
