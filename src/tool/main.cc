@@ -8,6 +8,7 @@
 #include "nalvo_version.h"
 #include "tool/commands.h"
 #include "tool/outputs.h"
+#include "tool/pipe.h"
 
 namespace {
 
@@ -49,11 +50,13 @@ int run(int argc, char** argv) {
                                                               {"exact", nalvo::host::MailForm::Exact},
                                                               {"wire", nalvo::host::MailForm::Wire},
                                                               {"store", nalvo::host::MailForm::Store}};
-  toMimeVerb
-      ->add_option("--form", convertOptions.form,
-                   "lossless: one mail that holds all; exact: the same, proven bit by bit; wire: as it would be sent; "
-                   "store: with annotations and flags beside it")
-      ->transform(CLI::CheckedTransformer(forms, CLI::ignore_case));
+  const auto takesForm = [&](CLI::App* verb) {
+    verb->add_option("--form", convertOptions.form,
+                     "lossless: one mail that holds all; exact: the same, proven bit by bit; wire: as it would be sent; "
+                     "store: with annotations and flags beside it")
+        ->transform(CLI::CheckedTransformer(forms, CLI::ignore_case));
+  };
+  takesForm(toMimeVerb);
   takesOutput(toMimeVerb);
   takesMany(toMimeVerb);
   takesInputs(toMimeVerb, "A .msg file, a folder, or - for standard input");
@@ -75,10 +78,33 @@ int run(int argc, char** argv) {
   objectVerb->add_option("--occurrences", objectOptions.occurrences, "That many dates of the calendar's rules instead");
   takesInputs(objectVerb, "A .ics, .vcs or .vcf file, a folder, or - for standard input");
 
+  std::string pipeVerb;
+  PipeFraming framing = PipeFraming::Lines;
+  CLI::App* pipeCommand = app.add_subcommand("pipe", "Convert records from standard input to standard output, in order");
+  pipeCommand->add_option("VERB", pipeVerb, "to-mime or to-mapi")->required()->check(CLI::IsMember({"to-mime", "to-mapi"}));
+  const std::map<std::string, PipeFraming> framings = {{"lines", PipeFraming::Lines}, {"lengths", PipeFraming::Lengths}};
+  pipeCommand
+      ->add_option("--framing", framing,
+                   "lines: one JSON object {\"id\", \"base64\"} a line; lengths: 4 bytes of length, the most significant "
+                   "first, ahead of each")
+      ->transform(CLI::CheckedTransformer(framings, CLI::ignore_case));
+  takesForm(pipeCommand);
+  pipeCommand->add_option("-j", runOptions.threads, "Records worked on at a time; the number of processors")
+      ->check(CLI::Range(1U, 256U));
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kAllDone : kWrongUsage;
+  }
+  if (convertOptions.form == nalvo::host::MailForm::Store && (pipeCommand->parsed() || output == "-")) {
+    std::fprintf(stderr, "nalvo: the form store writes files beside the mail, so it needs a place for them\n");
+    return kWrongUsage;
+  }
+  if (pipeCommand->parsed()) {
+    return pipeRecords(framing, runOptions.threads, [&](const Input& input) {
+      return pipeVerb == "to-mime" ? toMime(input, "-", convertOptions) : toMapi(input, "-", convertOptions);
+    });
   }
   InputKinds kinds{{".eml", ".msg"}, true, false};
   if (toMimeVerb->parsed()) {

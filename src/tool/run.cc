@@ -37,19 +37,6 @@ struct Attempt {
   double seconds;
 };
 
-Attempt attempt(const Input& input, std::size_t index, const std::function<Outcome(const Input&, std::size_t)>& work) {
-  const Clock::time_point start = Clock::now();
-  Outcome outcome;
-  try {
-    outcome = work(input, index);
-  } catch (const HResultException& failure) {
-    outcome.error = textOf(failure);
-  } catch (const std::exception& failure) {
-    outcome.error = failure.what();
-  }
-  return {std::move(outcome), secondsSince(start)};
-}
-
 // Set by the first interrupt; the handler then gives the signal back to the system.
 std::atomic<bool> interrupted{false};
 static_assert(std::atomic<bool>::is_always_lock_free);
@@ -199,6 +186,18 @@ class Printer {
 
 }  // namespace
 
+Outcome attempt(const std::function<Outcome()>& work) {
+  Outcome outcome;
+  try {
+    outcome = work();
+  } catch (const HResultException& failure) {
+    outcome.error = textOf(failure);
+  } catch (const std::exception& failure) {
+    outcome.error = failure.what();
+  }
+  return outcome;
+}
+
 int runAll(const std::vector<Input>& inputs, const RunOptions& options,
            const std::function<Outcome(const Input&, std::size_t)>& work) {
   Printer printer(inputs, options);
@@ -213,7 +212,9 @@ int runAll(const std::vector<Input>& inputs, const RunOptions& options,
       if (i >= inputs.size()) {
         break;
       }
-      printer.add(i, attempt(inputs[i], i, work));
+      const Clock::time_point start = Clock::now();
+      Outcome outcome = attempt([&] { return work(inputs[i], i); });
+      printer.add(i, {std::move(outcome), secondsSince(start)});
     }
   };
   {

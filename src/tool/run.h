@@ -28,6 +28,9 @@ struct Outcome {
   std::size_t unexplained = 0;
 };
 
+// What `work` gives; an exception of it is an error.
+Outcome attempt(const std::function<Outcome()>& work);
+
 struct RunOptions {
   unsigned threads = 1;
   const char* verb = "done";     // what became of those that went well, in the summary; null for no summary
