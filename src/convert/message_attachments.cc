@@ -31,6 +31,20 @@ bool isNoAttachment(IConvertAttachment* attachment, IMapiAllocator* allocator) {
          MapiPropUtils::propULong(attachment, PR_ATTACH_METHOD, allocator) == static_cast<std::uint32_t>(AttachMethod::None);
 }
 
+bool holdsAttachmentsAlone(mime::IMimeMessage* message) {
+  mime::HBODY body = nullptr;
+  HRESULT hr = message->GetBody(mime::IBL_FIRST, mime::HBODY_ROOT, &body);
+  while (hr != MIME_E_NOT_FOUND) {
+    checkHResult(hr, kSource.at("toMime::MessageConvert::prepareForXMapi"));
+    if (!MimeUtils::isBodyAttachment(message, body)) {
+      return false;
+    }
+    const mime::HBODY pivot = body;
+    hr = message->GetBody(mime::IBL_NEXT, pivot, &body);
+  }
+  return true;
+}
+
 }  // namespace
 
 std::u16string displayNameOf(mime::IMimeBody* body) {
@@ -103,11 +117,13 @@ void MessageConvert::prepareForXMapi() {
   mime::IMimeMessage* message = data().getMimeMessage();
   const HRESULT mixed = message->IsContentType(mime::HBODY_ROOT, "multipart", "mixed");
   checkHResult(mixed, kSource.at(kWhere));
-  ULONG count = 0;
-  if (mixed == S_OK) {
-    checkHResult(message->CountBodies(mime::HBODY_ROOT, 0, &count), kSource.at(kWhere));
+  if (mixed != S_OK) {
+    return;
   }
-  if (count == 2) {
+  ULONG count = 0;
+  checkHResult(message->CountBodies(mime::HBODY_ROOT, 0, &count), kSource.at(kWhere));
+  // Ahead of a calendar or a card another text would make that an attachment.
+  if (count == 2 && holdsAttachmentsAlone(message)) {
     const ComPtr<IStream> empty = streamUtils::createStream();
     checkHResult(message->SetTextBody(mime::TXT_PLAIN, mime::IET_BINARY, nullptr, empty.get(), nullptr), kSource.at(kWhere));
   }

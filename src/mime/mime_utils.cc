@@ -30,7 +30,7 @@ HBODY neighbour(IMimeMessageTree* tree, BodyLocation location, HBODY pivot, cons
 }
 
 bool isItem(IMimeMessageTree* tree, HBODY body, const char* function) {
-  constexpr const char* kItems[] = {"vcard", "x-vcard", "calendar"};
+  constexpr const char* kItems[] = {"vcard", "x-vcard", "calendar", "x-vcard-dl", "x-stickynote"};
   return std::any_of(std::begin(kItems), std::end(kItems),
                      [&](const char* subtype) { return yes(tree->IsContentType(body, "text", subtype), function); });
 }

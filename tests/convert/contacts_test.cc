@@ -171,6 +171,30 @@ TEST(Contact, PhotoIsReferredToByItsContentId) {
   }
 }
 
+TEST(Contact, StaysOneBesideAFile) {
+  for (const char16_t* messageClass : {u"IPM.Contact", u"IPM.DistList", u"IPM.StickyNote"}) {
+    Item item(messageClass);
+    item.set(PR_SUBJECT, std::u16string(u"Ann"));
+    item.set(PR_DISPLAY_NAME, std::u16string(u"Ann"));
+    item.set(PR_BODY, std::u16string(u"Ann"));
+    ComPtr<IConvertAttachment> file;
+    ASSERT_EQ(item.message->createAttachment(file.put()), S_OK);
+    ASSERT_EQ(file->saveChanges(), S_OK);
+    host::PropertyBag& bag = item.message->parts().attachments.back()->bag();
+    bag.set(PR_ATTACH_METHOD, {PT_LONG, static_cast<std::int32_t>(AttachMethod::ByValue)});
+    bag.set(PR_ATTACH_LONG_FILENAME, {PT_UNICODE, std::u16string(u"a.bin")});
+    bag.set(PR_ATTACH_DATA_BIN, {PT_BINARY, std::string("data")});
+    for (const DWORD word : {DWORD{0}, DWORD{CONVERT_TO_ATTACHMENT}}) {
+      const std::string mail = item.write(word);
+      Caller back;
+      ASSERT_EQ(back.toMapi(back.stream(mail).get(), word == 0 ? 0 : CONVERT_FROM_ATTACHMENT), S_OK);
+      EXPECT_EQ(back.text(PR_MESSAGE_CLASS), messageClass) << mail;
+      EXPECT_EQ(back.text(PR_BODY), u"Ann");
+      EXPECT_EQ(back.message->parts().attachments.size(), 1U) << mail;
+    }
+  }
+}
+
 TEST(Contact, IsFiledAsTheCardSays) {
   struct Case {
     std::string lines;
