@@ -288,7 +288,15 @@ class RecipientMaker final : public toMapi::MessageConvert {
 
   ComPtr<IConvertRecipient> make(const Attendee& attendee) {
     ComPtr<IConvertRecipient> recipient;
-    createRecipient(utf8ToWide(displayName(attendee)), attendee.address, typeOfRole(attendee.role), recipient.put());
+    std::u16string name = utf8ToWide(displayName(attendee));
+    if (attendee.address.empty() && name.find(u'@') == std::u16string::npos) {
+      // A header would take one word for an address.
+      mime::AddressProperties person{};
+      person.name = name.data();
+      createRecipient(person, typeOfRole(attendee.role), recipient.put());
+    } else {
+      createRecipient(name, attendee.address, typeOfRole(attendee.role), recipient.put());
+    }
     return recipient;
   }
 };
