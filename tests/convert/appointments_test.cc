@@ -420,6 +420,22 @@ TEST(Attendees, AreTheRecipients) {
                                       "Cleo|Cleo@example.com|2|1|4", "Room|Room@example.com|3|1|2", "Eve||1|1|0"}));
 }
 
+TEST(Attendees, OfOtherSystemsComeBackFromAnnotations) {
+  Item item(u"IPM.Appointment");
+  item.set(named::kLocation, std::u16string());
+  item.set(PR_SENDER_NAME, std::u16string(u"Eve"));
+  item.set(PR_SENDER_ADDRTYPE, std::u16string(u"EX"));
+  item.set(PR_SENDER_EMAIL_ADDRESS, std::u16string(u"/o=First/cn=eve"));
+  item.addRecipient(1, u"Eve", u"EX", "/o=First/cn=eve");
+  lastRecipient(item).set(kTagRecipientFlags, {PT_LONG, 3});
+  const std::string mail = item.write();
+  EXPECT_EQ(calendarOf(mail).find("/o="), std::string::npos);
+  const Item back(item, mail);
+  EXPECT_EQ(back.text(PR_SENDER_EMAIL_ADDRESS), u"/o=First/cn=eve");
+  EXPECT_EQ(recipientsOf(back), (std::vector<std::string>{"Eve||1|3|0"}));
+  EXPECT_TRUE(back.has(back.tagOf(named::kLocation)));
+}
+
 TEST(Attendees, WhoHaveNotAnsweredTakeTheItemsAnswer) {
   Item item(u"IPM.Appointment");
   item.set(named::kResponseStatus, std::int32_t{3});

@@ -41,6 +41,19 @@ const BusyRow& findBusy(Matches matches) {
   return row == std::end(kBusyStatuses) ? kBusyStatuses[0] : *row;
 }
 
+constexpr ULONG kOriginatorTags[] = {
+    PR_SENDER_ADDRTYPE,
+    PR_SENDER_EMAIL_ADDRESS,
+    PR_SENDER_ENTRYID,
+    PR_SENDER_NAME,
+    PR_SENDER_SEARCH_KEY,
+    PR_SENT_REPRESENTING_ADDRTYPE,
+    PR_SENT_REPRESENTING_NAME,
+    PR_SENT_REPRESENTING_EMAIL_ADDRESS,
+    PR_SENT_REPRESENTING_ENTRYID,
+    PR_SENT_REPRESENTING_SEARCH_KEY,
+};
+
 constexpr std::uint32_t kSideEffects = 0x171;
 constexpr std::uint32_t kNoStateFlags = 0;
 constexpr std::uint32_t kNoAccess = 0;
@@ -161,7 +174,10 @@ void CalendarConvert::onProp(ULONG tag) {
   }
 }
 
-void CalendarConvert::onLocation(ULONG tag) { object().setLocation(getUtf8(tag)); }
+void CalendarConvert::onLocation(ULONG tag) {
+  object().setLocation(getUtf8(tag));
+  keepIfEmpty(tag, object().getLocation());
+}
 
 void CalendarConvert::onPrivate(ULONG tag) { storePrivate(tag, object()); }
 
@@ -188,14 +204,23 @@ void CalendarConvert::onColor(ULONG tag) { object().setLabel(static_cast<int>(ge
 void CalendarConvert::onSubject(ULONG tag) {
   setHeader(tag, mime::HeaderId::Subject);
   object().setSummary(getUtf8(tag));
+  keepIfEmpty(tag, object().getSummary());
+}
+
+// Calendar text knows no empty values.
+void CalendarConvert::keepIfEmpty(ULONG tag, std::string_view text) {
+  if (text.empty()) {
+    storeAnnotation(tag);
+  }
 }
 
 void CalendarConvert::onImportance(ULONG tag) { object().setPriority(priorityOfImportance(getULong(tag))); }
 
 void CalendarConvert::mapiToMimeEnd() {
+  createAttendees();
+  keepOtherSender();
   if (converts(Converted::Body)) {
     const TIME_ZONE_INFORMATION zone = pickZone();
-    createAttendees();
     ObjectAlarm::createAlarms(data(), object());
     setTimes(zone);
     RecurrenceState::createState(data(), object(), zone);
@@ -208,6 +233,18 @@ void CalendarConvert::mapiToMimeEnd() {
 }
 
 void CalendarConvert::createAttendees() { ObjectAttendees::createAttendees(data(), object()); }
+
+// One who has no address that mail knows is no organizer of calendar text.
+void CalendarConvert::keepOtherSender() {
+  if (!object().getOrganizer().address.empty()) {
+    return;
+  }
+  for (const ULONG tag : kOriginatorTags) {
+    if (exists(tag)) {
+      storeAnnotation(tag);
+    }
+  }
+}
 
 TIME_ZONE_INFORMATION CalendarConvert::pickZone() const {
   const std::optional<TIME_ZONE_INFORMATION> own =

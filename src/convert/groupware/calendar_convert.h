@@ -39,6 +39,8 @@ class CalendarConvert : public CalendarBaseConvert<CalendarConvert, mail::VEvent
   void onSubject(ULONG tag);
   void onImportance(ULONG tag);
 
+  void keepIfEmpty(ULONG tag, std::string_view text);
+  void keepOtherSender();
   // The zone in which the times go out.
   TIME_ZONE_INFORMATION pickZone() const;
   void setTimes(const TIME_ZONE_INFORMATION& zone);

@@ -223,11 +223,12 @@ void addRecipients(ConvertorDataMessage& data, mail::VCalendar& object, const Se
       throwHResult(E_INVALIDARG, kSource.at(kWhere));
     }
     Attendee attendee = createAttendeeFromRecipient(recipient.get(), data.getAllocator());
-    if (attendee.role == Role::Chair) {
+    // Calendar text has no organizer without an address.
+    if (attendee.role == Role::Chair && !attendee.address.empty()) {
       setOrganizer(attendee);
       continue;
     }
-    if (attendee.partStat == PartStat::NeedsAction && ownAnswer != PartStat::NeedsAction) {
+    if (attendee.role != Role::Chair && attendee.partStat == PartStat::NeedsAction && ownAnswer != PartStat::NeedsAction) {
       attendee.partStat = ownAnswer;
       attendee.rsvp = false;
     }
