@@ -234,8 +234,8 @@ bool isBlank(mime::IMimeMessage* mail, mime::HBODY handle) {
 }
 
 // Bodies that are neither text nor attachment, such as a calendar among the forms of a text: each must be found again among
-// all bodies of the other mail, whatever it is there.
-void compareOtherBodies(const Pair& pair, Comparison& result) {
+// all bodies of the other mail, whatever it is there. Answers the digests of those that were.
+std::multiset<std::string> compareOtherBodies(const Pair& pair, Comparison& result) {
   mime::IMimeMessage* mail = pair.before.get();
   std::set<mime::HBODY> known;
   for (const mime::TextType type : {mime::TXT_PLAIN, mime::TXT_HTML}) {
@@ -254,6 +254,7 @@ void compareOtherBodies(const Pair& pair, Comparison& result) {
     }
   }
   std::multiset<std::string> found;
+  std::multiset<std::string> placed;
   if (!others.empty()) {
     for (const mime::HBODY handle : bodiesOf(pair.after.get())) {
       if (!isMultipart(pair.after.get(), handle)) {
@@ -265,7 +266,7 @@ void compareOtherBodies(const Pair& pair, Comparison& result) {
     const Attached& other = others[i];
     const auto match = found.find(other.digest.sha256);
     if (match != found.end()) {
-      found.erase(match);
+      placed.insert(found.extract(match));
       result.noteSame();
     } else if (other.digest.size != 0) {
       Facts facts = pair.old;
@@ -278,6 +279,7 @@ void compareOtherBodies(const Pair& pair, Comparison& result) {
       result.note(Place::Mail, {pair.where, "body " + other.type, told(other), {}, {}}, facts, pair.now);
     }
   }
+  return placed;
 }
 
 // Looks for the attachments of one mail among those of another, the surest marks first.
@@ -320,8 +322,9 @@ class AttachmentMatcher {
   std::vector<const Attached*> partners_;
 };
 
-// Adds the attached mails that were written anew to `waiting`.
-void compareAttachments(const Pair& pair, std::vector<Pair>& waiting, Comparison& result) {
+// Adds the attached mails that were written anew to `waiting`. An attachment that was `placed` was another body before.
+void compareAttachments(const Pair& pair, std::multiset<std::string> placed, std::vector<Pair>& waiting,
+                        Comparison& result) {
   std::vector<Attached> before = attachmentsOf(pair.before.get());
   std::vector<Attached> after = attachmentsOf(pair.after.get());
   const auto note = [&](const std::string& where, const char* what, const std::string& from, const std::string& to) {
@@ -350,7 +353,7 @@ void compareAttachments(const Pair& pair, std::vector<Pair>& waiting, Comparison
     }
   }
   for (const Attached& extra : after) {
-    if (!extra.matched) {
+    if (!extra.matched && placed.extract(extra.digest.sha256).empty()) {
       note(pair.where, "attachment", {}, told(extra));
     }
   }
@@ -388,8 +391,7 @@ Comparison compareMails(IStream* before, IStream* after) {
     compareHeaders(pair.where, old, now, pair.old, pair.now, result);
     compareText(pair, mime::TXT_PLAIN, "plain text", result);
     compareText(pair, mime::TXT_HTML, "HTML", result);
-    compareAttachments(pair, waiting, result);
-    compareOtherBodies(pair, result);
+    compareAttachments(pair, compareOtherBodies(pair, result), waiting, result);
   }
   return result;
 }

@@ -6,6 +6,7 @@
 #include "host/exact_mail.h"
 #include "host/hidden_values.h"
 #include "host/host_allocator.h"
+#include "host/mime_walk.h"
 #include "mime/mime.h"
 #include "mime/mime_utils.h"
 #include "nalvo/convert.h"
@@ -54,14 +55,37 @@ ComPtr<IStream> headerBlock(mime::IMimeMessage* mail) {
   return block;
 }
 
-// The same mail, which nobody takes for a report.
-ComPtr<IStream> withoutReportType(mime::IMimeMessage* mail) {
-  constexpr const char* kWhere = "host::withoutReportType";
+ComPtr<IStream> textOf(mime::IMimeMessage* mail) {
   ComPtr<IStream> text = streamUtils::createStream();
-  checkHResult(mail->DeleteProp("par:content-type:report-type"), kSource.at(kWhere));
-  checkHResult(mail->Save(text.get(), 1), kSource.at(kWhere));
+  checkHResult(mail->Save(text.get(), 1), kSource.at("host::textOf"));
   streamUtils::rewind(text.get());
   return text;
+}
+
+// The same mail, which nobody takes for a report.
+ComPtr<IStream> withoutReportType(mime::IMimeMessage* mail) {
+  checkHResult(mail->DeleteProp("par:content-type:report-type"), kSource.at("host::withoutReportType"));
+  return textOf(mail);
+}
+
+// The same mail with what would be read as an item, the text of a calendar, a card or a sticky note, as its attachment.
+// Empty when it holds no such text.
+ComPtr<IStream> withItemsAttached(mime::IMimeMessage* mail) {
+  constexpr const char* kItemTypes[] = {"calendar", "vcard", "x-vcard", "x-vcard-dl", "x-stickynote"};
+  std::string attachment = "attachment";
+  PROPVARIANT value{};
+  value.vt = VT_LPSTR;
+  value.pszVal = attachment.data();
+  bool found = false;
+  for (const mime::HBODY body : bodiesOf(mail)) {
+    const auto isItem = [&](const char* type) { return mail->IsContentType(body, "text", type) == S_OK; };
+    if (std::any_of(std::begin(kItemTypes), std::end(kItemTypes), isItem)) {
+      checkHResult(mail->SetBodyProp(body, mime::HeaderId::ContentDisposition, 0, &value),
+                   kSource.at("host::withItemsAttached"));
+      found = true;
+    }
+  }
+  return found ? textOf(mail) : nullptr;
 }
 
 void setStream(MemoryMessage& message, ULONG tag, IStream* source) {
@@ -224,13 +248,18 @@ ComPtr<MemoryMessage> readMail(const MailFile& file, const HostContextPtr& conte
                       (useXMapi ? CONVERT_FROM_ATTACHMENT : CONVERT_NORMAL) | CONVERT_INSIDE_MAPI, log);
   };
   HRESULT hr = convertFrom(stream);
+  const bool isDamaged = hr == MAPI_E_CORRUPT_DATA || hr == MIME_E_NOT_FOUND || hr == MIME_E_BAD_DATE;
   const bool isReport = mail->IsContentType(mime::HBODY_ROOT, "multipart", "report") == S_OK;
-  if (isReport && (hr == MIME_E_NOT_FOUND || hr == MIME_E_BAD_DATE)) {
+  const ComPtr<IStream> headers = isDamaged ? headerBlock(mail.get()) : nullptr;
+  const ComPtr<IStream> plain = !isDamaged ? nullptr
+                                : isReport ? withoutReportType(mail.get())
+                                           : withItemsAttached(mail.get());
+  if (plain) {
     if (warnings != nullptr) {
-      warnings->emplace_back("message: the report is damaged and was read as a mail");
+      warnings->emplace_back(isReport ? "message: the report is damaged and was read as a mail"
+                                      : "message: the item is damaged and was read as a mail; its text is an attachment");
     }
-    const ComPtr<IStream> headers = headerBlock(mail.get());
-    hr = convertFrom(withoutReportType(mail.get()).get());
+    hr = convertFrom(plain.get());
     setStream(*message, PR_TRANSPORT_MESSAGE_HEADERS_A, headers.get());
   }
   checkHResult(hr, kSource.at(kWhere));

@@ -35,7 +35,7 @@ struct MailFile {
 // from annotations, and is never left in the message. Annotations and flags beside it are taken when they are there, else
 // what X-MAPI brings when that header is there and `trustXMapi`. A mail without flags counts as read and as arrived when its
 // first Received row says, else its Date, else at `fallback` (UTC). A report that can't be read as one is read as a note,
-// and `warnings` (may be null) says so. Throws the export's code; `log` (may be null) has the text.
+// and so is an item, whose text becomes an attachment; `warnings` (may be null) says so. Throws the export's code; `log` (may be null) has the text.
 ComPtr<MemoryMessage> readMail(const MailFile& file, const HostContextPtr& context, FILETIME fallback, bool trustXMapi,
                                ILog* log, std::vector<std::string>* warnings = nullptr);
 ComPtr<MemoryMessage> readMail(IStream* mail, const HostContextPtr& context, FILETIME fallback, ILog* log,

@@ -298,7 +298,11 @@ TEST_F(NoteToMapi, ClassComesFromTheText) {
     if (!c.present.empty()) {
       one.set(PR_MESSAGE_CLASS, c.present);
     }
-    one.read("Content-Type: " + std::string(c.type) + "\n\n--b\n\ntext\n--b\n\nsignature\n--b--\n");
+    one.read(
+        "Content-Type: " + std::string(c.type) + "\n\n" +
+        (std::string_view(c.type).starts_with("text/calendar")
+             ? "BEGIN:VCALENDAR\nVERSION:2.0\nBEGIN:VEVENT\nUID:1\nDTSTART:20240101T080000Z\nEND:VEVENT\nEND:VCALENDAR\n"
+             : "--b\n\ntext\n--b\n\nsignature\n--b--\n"));
     EXPECT_EQ(one.text(PR_MESSAGE_CLASS), c.result);
   }
 }

@@ -95,14 +95,18 @@ class CommandLine(unittest.TestCase):
                                           "--b\n\ntext\n--b--\n")
         mail = self.given("page.eml", "Content-Type: text/plain; charset=windows-1251\n\nx\n")
         self.assertEqual(run("to-mapi", mail).returncode, 0)
+        item = self.given("item.eml", "Subject: When?\nContent-Type: text/calendar; method=REPLY\n\nBEGIN:VCALENDAR\n"
+                                      "BEGIN:VEVENT\nUID:1\nEND:VEVENT\nEND:VCALENDAR\n")
         page = self.path / "page.msg"
         entry = re.compile(rb"(\x03\x00\xde\x3f....)" + re.escape((1251).to_bytes(4, "little")), re.DOTALL)
         changed, count = entry.subn(lambda found: found[1] + (4711).to_bytes(4, "little"), page.read_bytes())
         self.assertEqual(count, 1)
         page.write_bytes(changed)
-        done = run("check", "-q", report, page)
+        done = run("check", "-q", report, item, page)
         self.assertEqual(done.stderr.decode().splitlines(),
                          [f"nalvo: {report}: warning: message: the report is damaged and was read as a mail",
+                          f"nalvo: {item}: warning: message: the item is damaged and was read as a mail; its text is an "
+                          "attachment",
                           f"nalvo: {page}: warning: the code page 4711 is unknown and counts as absent"])
 
     def test_one_bad_input_fails_alone(self):
