@@ -1,0 +1,7 @@
+// A distribution list as a mail.
+#include "fuzz/item_mail.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  nalvo::fuzz::carryItem("x-vcard-dl", {reinterpret_cast<const char*>(data), size}, nalvo::PR_SUBJECT);
+  return 0;
+}
