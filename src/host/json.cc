@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "host/digest.h"
+#include "host/structure_words.h"
 #include "platform/mapi/tags.h"
 #include "platform/text/text.h"
 #include "platform/time/file_time.h"
@@ -95,10 +96,22 @@ std::string annotationStyleName(const PropertyName& name, ULONG type) {
                               : head + " [UN] \"" + wideToUtf8(name.name) + "\"";
 }
 
-Json propertiesOf(const PropertyBag& bag, bool full) {
+std::string wordsOf(const PropertyBag& bag, ULONG tag) {
+  const PropertyName* name = bag.names().nameOf(static_cast<std::uint16_t>(propId(tag)));
+  const PropertyRecord* record = bag.find(tag);
+  const bool isNumbered = name != nullptr && name->kind == MNID_ID;
+  return isNumbered && record != nullptr && record->type == PT_BINARY
+             ? structureWords(name->set, static_cast<std::uint32_t>(name->id), bytesOf(*record))
+             : std::string();
+}
+
+Json propertiesOf(const PropertyBag& bag, bool full, bool words) {
   Json list = Json::array();
   for (const ULONG tag : bag.tags()) {
     list.push_back(toJson(bag, tag, full));
+    if (const std::string text = words ? wordsOf(bag, tag) : std::string(); !text.empty()) {
+      list.back()["words"] = text;
+    }
   }
   return list;
 }
@@ -123,20 +136,20 @@ nlohmann::ordered_json toJson(const PropertyBag& bag, ULONG tag, bool full) {
   return property;
 }
 
-nlohmann::ordered_json toJson(const MemoryMessage& message, bool full) {
+nlohmann::ordered_json toJson(const MemoryMessage& message, bool full, bool words) {
   Json result;
   const PropertyRecord* messageClass = message.bag().find(PR_MESSAGE_CLASS);
   result["messageClass"] = messageClass == nullptr ? std::string() : wideToUtf8(textOf(*messageClass));
-  result["properties"] = propertiesOf(message.bag(), full);
+  result["properties"] = propertiesOf(message.bag(), full, words);
   result["recipients"] = Json::array();
   for (const ComPtr<MemoryRecipient>& recipient : message.parts().recipients) {
-    result["recipients"].push_back({{"properties", propertiesOf(recipient->bag(), full)}});
+    result["recipients"].push_back({{"properties", propertiesOf(recipient->bag(), full, words)}});
   }
   result["attachments"] = Json::array();
   for (const ComPtr<MemoryAttachment>& attachment : message.parts().attachments) {
-    Json entry = {{"properties", propertiesOf(attachment->bag(), full)}};
+    Json entry = {{"properties", propertiesOf(attachment->bag(), full, words)}};
     if (attachment->embedded()) {
-      entry["message"] = toJson(*attachment->embedded(), full);
+      entry["message"] = toJson(*attachment->embedded(), full, words);
     }
     result["attachments"].push_back(std::move(entry));
   }

@@ -51,7 +51,10 @@ void tellProperties(std::string& out, const Json& properties, bool full, const s
     const std::string name = property.contains("name")    ? property["name"].get<std::string>()
                              : property.contains("named") ? property["named"].get<std::string>()
                                                           : property["tag"].get<std::string>();
-    out += indent + name + "  " + valueText(property["value"], full, indent) + "\n";
+    const bool hasWords = property.contains("words");
+    out += indent + name + "  " +
+           (hasWords ? property["words"].get<std::string>() : valueText(property["value"], full, indent));
+    out += hasWords && full ? "  " + valueText(property["value"], full, indent) + "\n" : "\n";
   }
 }
 
@@ -79,10 +82,10 @@ Outcome show(const Input& input, const ShowOptions& options) {
   const auto context = std::make_shared<host::HostContext>();
   Outcome outcome;
   const ComPtr<IStream> file = input.open();
-  const ComPtr<host::MemoryMessage> message = host::isMsg(file.get())
-                                                  ? host::readMsg(file.get(), context, &outcome.warnings)
-                                                  : host::readMail(file.get(), context, input.modified(), nullptr, &outcome.warnings);
-  const Json json = host::toJson(*message, options.full);
+  const ComPtr<host::MemoryMessage> message =
+      host::isMsg(file.get()) ? host::readMsg(file.get(), context, &outcome.warnings)
+                              : host::readMail(file.get(), context, input.modified(), nullptr, &outcome.warnings);
+  const Json json = host::toJson(*message, options.full, true);
   if (options.json) {
     Json line = {{"file", input.name}};
     line.update(json);
