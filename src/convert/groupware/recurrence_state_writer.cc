@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <numeric>  // iota
 #include <optional>
 #include <unordered_map>
 #include <utility>
@@ -83,13 +84,27 @@ struct Series {
   DateTime end;
 };
 
-// The rule steps by the wall clock, so that its weekdays are those of the item.
-Minutes lastOfCounted(mail::RRule rule, Minutes start) {
-  rule.until = DateTime();
+// The rule that a pattern stands for. A rule passes over months that lack the day, a pattern takes their last one.
+mail::RRule steppingRule(const Pattern& pattern) {
+  constexpr std::uint32_t kInEachMonth = 28;
+  mail::RRule rule = ruleOfPattern(pattern);
+  if (pattern.type == Pattern::Type::Month && pattern.monthDay > kInEachMonth) {
+    std::vector<int>& days = rule.by[mail::kMonthDay];
+    days.resize(pattern.monthDay - kInEachMonth + 1);
+    std::iota(days.begin(), days.end(), static_cast<int>(kInEachMonth));
+    rule.bySetPos = {-1};
+  }
+  return rule;
+}
+
+// What the pattern means counts, which may be less than the rule said. It steps by the wall clock, so that its weekdays are
+// those of the item.
+Minutes lastOfCounted(const Pattern& pattern, Minutes start) {
+  const mail::RRule rule = steppingRule(pattern);
   const DateTime last(secondsOf(kNoEnd));
   DateTime date(secondsOf(start));
   mail::RRuleIterator dates = rule.iterate(date, true);
-  for (int left = rule.count; left > 0 && !dates.hasEnded() && dates.current() <= last; --left) {
+  for (std::uint32_t left = pattern.count; left > 0 && !dates.hasEnded() && dates.current() <= last; --left) {
     date = dates.current();
     dates.advance();
   }
@@ -103,7 +118,7 @@ void describeEnd(const mail::RRule& rule, const Series& series, Pattern& pattern
     pattern.end = Pattern::End::AfterCount;
     pattern.count = static_cast<std::uint32_t>(rule.count);
     pattern.endDate = dayOf(isTask && !rule.xUntil.isNull() ? series.clock.local(rule.xUntil)
-                                                            : lastOfCounted(rule, series.clock.local(series.start)));
+                                                            : lastOfCounted(pattern, series.clock.local(series.start)));
   } else if (rule.until.isNull()) {
     pattern.end = Pattern::End::Never;
     pattern.endDate = kNoEnd;
