@@ -1,0 +1,243 @@
+#include "convert/groupware/task_convert.h"
+
+#include <algorithm>
+#include <cmath>  // isnan
+#include <cstring>
+
+#include "convert/groupware/calendar_values.h"
+#include "convert/groupware/object_alarm.h"
+#include "convert/groupware/object_attendees.h"
+#include "convert/groupware/recurrence_state.h"
+#include "convert/groupware/time_zone_struct.h"
+#include "frame/convertor_impl.h"
+#include "frame/convertor_list.h"
+#include "mail/windows_zone.h"
+#include "platform/com/guid.h"
+
+namespace nalvo {
+namespace {
+
+using mail::DateTime;
+
+// The numbers of PidLidTaskStatus are those of the object.
+int knownStatus(std::uint32_t status) {
+  return status <= static_cast<std::uint32_t>(mail::VTodo::kCancelled) ? static_cast<int>(status) : mail::VTodo::kWaiting;
+}
+
+// Whole percents, cut. Fractions such as 0.29 are a little less than what they stand for.
+int percentOf(double share) {
+  constexpr double kTiny = 1e-9;
+  return std::isnan(share) ? 0 : static_cast<int>(std::clamp(share * 100.0 + kTiny, 0.0, 100.0));
+}
+
+// The day in the machine's zone; null for one at either end of the calendar, which stands for no date.
+DateTime localDay(const SYSTEMTIME& utc) {
+  constexpr int kFirstYear = 1601;
+  constexpr int kLastYear = 9999;
+  return utc.wYear <= kFirstYear || utc.wYear >= kLastYear
+             ? DateTime()
+             : DateTime::fromSystemTime(mail::DateTimeUtils::gmtToLocal(utc, nullptr));
+}
+
+[[maybe_unused]] const bool kRegistered = ConvertorList::instance().registerConvertor(
+    &ConvertorImpl<toMime::TaskConvert, toMapi::TaskConvert>::create, u"IPM.Task");
+
+}  // namespace
+
+std::string makeTaskGlobalId() {
+  const GUID guid = newGuid();
+  std::string bytes(sizeof guid, '\0');
+  std::memcpy(bytes.data(), &guid, sizeof guid);
+  return bytes;
+}
+
+namespace toMime {
+
+struct TaskRows {
+  using Convert = TaskConvert;
+  static constexpr PropertyRow<Convert> kAll[] = {
+      {named::kTaskDueDate, ChangeOf::Body, &Convert::onDueDate},
+      {named::kTaskStartDate, ChangeOf::Body, &Convert::onStartDate},
+      {named::kTaskDateCompleted, ChangeOf::Body, &Convert::onDateCompleted},
+      {named::kPrivate, ChangeOf::Body, &Convert::onPrivate},
+      {named::kTaskVersion, ChangeOf::Body, &Convert::onVersion},
+      {named::kKeywords, ChangeOf::Body, &Convert::onKeywords},
+      {named::kTaskGlobalId, ChangeOf::Annotations, &Convert::onGlobalId},
+      {PR_SUBJECT, ChangeOf::Body, &Convert::onSubject},
+      {PR_IMPORTANCE, ChangeOf::Body, &Convert::onImportance},
+      // The end of the pass deals with these, or what is made of them can be worked out.
+      {named::kTaskStatus, ChangeOf::Body},
+      {named::kPercentComplete, ChangeOf::Body},
+      {named::kReminderSignalTime, ChangeOf::Body},
+      {named::kReminderTime, ChangeOf::Body},
+      {named::kReminderDelta, ChangeOf::Body},
+      {named::kReminderSet, ChangeOf::Body},
+      {named::kReminderOverride, ChangeOf::Body},
+      {named::kReminderFileParameter, ChangeOf::Body},
+      {named::kTaskFRecurring, ChangeOf::Body},
+      {named::kTaskRecurrence, ChangeOf::Body},
+      {named::kCommonStart, ChangeOf::Nothing},
+      {named::kCommonEnd, ChangeOf::Nothing},
+      {named::kTaskComplete, ChangeOf::Nothing},
+      {PR_SENT_REPRESENTING_SEARCH_KEY, ChangeOf::Nothing},
+      {PR_SENT_REPRESENTING_ENTRYID, ChangeOf::Nothing},
+      {PR_SENT_REPRESENTING_NAME, ChangeOf::Nothing},
+      {PR_SENT_REPRESENTING_ADDRTYPE, ChangeOf::Nothing},
+      {PR_SENT_REPRESENTING_EMAIL_ADDRESS, ChangeOf::Nothing},
+      {PR_SENDER_ENTRYID, ChangeOf::Nothing},
+      {PR_SENDER_NAME, ChangeOf::Nothing},
+      {PR_SENDER_SEARCH_KEY, ChangeOf::Nothing},
+      {PR_SENDER_ADDRTYPE, ChangeOf::Nothing},
+      {PR_SENDER_EMAIL_ADDRESS, ChangeOf::Nothing},
+      {PR_BODY, ChangeOf::Body},
+      {PR_RTF_IN_SYNC, ChangeOf::Nothing},
+      {PR_RTF_SYNC_BODY_CRC, ChangeOf::Nothing},
+      {PR_RTF_SYNC_BODY_COUNT, ChangeOf::Nothing},
+      {PR_RTF_SYNC_BODY_TAG, ChangeOf::Nothing},
+      {PR_RTF_COMPRESSED, ChangeOf::Nothing},
+      {PR_RTF_SYNC_PREFIX_COUNT, ChangeOf::Nothing},
+      {PR_RTF_SYNC_TRAILING_COUNT, ChangeOf::Nothing},
+      {PR_HTML, ChangeOf::Nothing},
+      {PR_BODY_HTML, ChangeOf::Nothing},
+      {PR_LAST_MODIFICATION_TIME, ChangeOf::Annotations},
+  };
+};
+
+TaskConvert::TaskConvert(ConvertorDataMessage* data) : CalendarBaseConvert(data), rows_(TaskRows::kAll) {}
+
+PartTags TaskConvert::getPartTags(IConvertMessage* message) const {
+  return PropertyRows<TaskConvert>::extend(MessageConvert::getPartTags(message), TaskRows::kAll, message);
+}
+
+void TaskConvert::onProp(ULONG tag) {
+  if (!rows_.apply(*this, tag, data())) {
+    MessageConvert::onProp(tag);
+  }
+}
+
+void TaskConvert::onDueDate(ULONG tag) { object().setDue(DateTime::fromSystemTime(getSysTime(tag))); }
+
+void TaskConvert::onStartDate(ULONG tag) { object().setStart(DateTime::fromSystemTime(getSysTime(tag))); }
+
+void TaskConvert::onDateCompleted(ULONG tag) {
+  const DateTime completed = localDay(getSysTime(tag));
+  if (!completed.isNull()) {
+    object().setCompleted(completed, false);
+  }
+}
+
+void TaskConvert::onPrivate(ULONG tag) { storePrivate(tag, object()); }
+
+void TaskConvert::onVersion(ULONG tag) { object().setSequence(static_cast<int>(getULong(tag))); }
+
+void TaskConvert::onKeywords(ULONG /*tag*/) { makeCategories(object()); }
+
+void TaskConvert::onGlobalId(ULONG tag) {
+  const std::string id = getGroupwareId(tag);
+  if (!id.empty()) {
+    object().setUid(id);
+  }
+}
+
+void TaskConvert::onSubject(ULONG tag) {
+  if (!hasFlag(ToMimeFlags::EmbedAsNormal)) {
+    setHeader(tag, mime::HeaderId::Subject);
+  }
+  object().setSummary(getUtf8(tag));
+}
+
+void TaskConvert::onImportance(ULONG tag) { object().setPriority(priorityOfImportance(getULong(tag))); }
+
+void TaskConvert::mapiToMimeEnd() {
+  if (converts(Converted::Body)) {
+    setProgress();
+    createAttendees();
+    ObjectAlarm::createAlarms(data(), object());
+    const std::optional<TIME_ZONE_INFORMATION> zone = readTimeZoneStruct(data());
+    RecurrenceState::createState(data(), object(), zone ? *zone : machineTimeZone());
+    if (!hasFlag(ToMimeFlags::EmbedAsNormal) && !hasUid()) {
+      createUid();
+    }
+  }
+  CalendarBaseConvert::mapiToMimeEnd();
+}
+
+// Some statuses bring a percentage, which the item's own then replaces.
+void TaskConvert::setProgress() {
+  const ULONG statusTag = tagOf(named::kTaskStatus);
+  const ULONG percentTag = tagOf(named::kPercentComplete);
+  if (exists(statusTag)) {
+    object().setStatus(knownStatus(getULong(statusTag)));
+  }
+  if (exists(percentTag)) {
+    object().setPercentComplete(
+        percentOf(MapiPropUtils::propDouble(data().getMapiMessage(), percentTag, data().getAllocator())));
+  }
+}
+
+void TaskConvert::createAttendees() { ObjectAttendees::createAttendees(data(), object()); }
+
+bool TaskConvert::hasUid() const {
+  const ULONG tag = tagOf(named::kTaskGlobalId);
+  return exists(tag) && !getBinary(tag).empty();
+}
+
+void TaskConvert::createUid() {
+  const std::string id = makeTaskGlobalId();
+  object().setUid(detail::groupwareIdText(id));
+  MapiPropUtils::setBinary(data().getMapiMessage(), tagOf(named::kTaskGlobalId), id);
+}
+
+}  // namespace toMime
+
+namespace toMapi {
+
+void TaskConvert::convertMimeToMapi() {
+  CalendarBaseConvert::convertMimeToMapi();
+  if (!readsText()) {
+    return;
+  }
+  setUtf8IfNotEmpty(PR_SUBJECT, object().getSummary());
+  setBodyText(object().getDescription());
+  setDates();
+  setPrivate(object());
+  setProgress();
+  setULong(PR_IMPORTANCE, importanceOfPriority(object().getPriority()));
+  setCategories(object());
+  parseAttendees();
+  ObjectAlarm::parseAlarms(data(), object());
+  const DateTime start = object().getStart();
+  RecurrenceState::ParseState(start.isNull() ? object().getDue() : start, object().getEnd(), data(), object());
+  setULong(PR_PRIORITY, mapiPriorityOfImportance(getULong(PR_IMPORTANCE)));
+  setSensitivity();
+  if (!hasFlag(ToMapiFlags::EmbedAsNormal)) {
+    setULong(tagOf(named::kTaskVersion), static_cast<std::uint32_t>(object().getSequence()));
+  }
+  setDate(PR_LAST_MODIFICATION_TIME, object().getLastModified());
+  if (const std::string uid = object().getUid(); !uid.empty()) {
+    MapiPropUtils::setBinary(data().getMapiMessage(), tagOf(named::kTaskGlobalId), detail::groupwareIdBytes(uid));
+  }
+}
+
+// All are whole days. The task's own dates are told without a zone, the common ones and that of completion as instants.
+void TaskConvert::setDates() {
+  const DateTime start = object().getStart();
+  const DateTime due = object().getDue();
+  setDate(tagOf(named::kCommonStart), instantOfDay(start));
+  setDate(tagOf(named::kTaskStartDate), start);
+  setDate(tagOf(named::kTaskDateCompleted), instantOfDay(object().getEnd()));
+  setDate(tagOf(named::kTaskDueDate), due);
+  setDate(tagOf(named::kCommonEnd), instantOfDay(due));
+}
+
+void TaskConvert::setProgress() {
+  const int status = object().getStatus();
+  MapiPropUtils::setDouble(data().getMapiMessage(), tagOf(named::kPercentComplete), object().getPercentComplete() / 100.0);
+  setULong(tagOf(named::kTaskStatus), static_cast<std::uint32_t>(status));
+  setBool(tagOf(named::kTaskComplete), status == mail::VTodo::kCompleted);
+}
+
+void TaskConvert::parseAttendees() { ObjectAttendees::parseAttendees(data(), object()); }
+
+}  // namespace toMapi
+}  // namespace nalvo

@@ -1,0 +1,73 @@
+// Tasks. Requests about them hold one.
+#pragma once
+
+#include "convert/groupware/groupware_convert.h"
+#include "mail/v_todo.h"
+
+namespace nalvo {
+
+// A new PidLidTaskGlobalId.
+std::string makeTaskGlobalId();
+
+namespace toMime {
+
+class TaskConvert : public CalendarBaseConvert<TaskConvert, mail::VTodo> {
+ public:
+  static constexpr GroupwareBody kBody = kTodoBody;
+
+  explicit TaskConvert(ConvertorDataMessage* data);
+
+  PartTags getPartTags(IConvertMessage* message) const override;
+
+  void onProp(ULONG tag);
+  void mapiToMimeEnd();
+
+ protected:
+  void createAttendees() override;
+  bool hasUid() const;
+  // Gives the text and the message itself an id.
+  void createUid();
+
+ private:
+  friend struct TaskRows;
+
+  void onDueDate(ULONG tag);
+  void onStartDate(ULONG tag);
+  void onDateCompleted(ULONG tag);
+  void onPrivate(ULONG tag);
+  void onVersion(ULONG tag);
+  void onKeywords(ULONG tag);
+  void onGlobalId(ULONG tag);
+  void onSubject(ULONG tag);
+  void onImportance(ULONG tag);
+
+  void setProgress();
+
+  PropertyRows<TaskConvert> rows_;
+};
+
+}  // namespace toMime
+
+namespace toMapi {
+
+class TaskConvert : public CalendarBaseConvert<TaskConvert, mail::VTodo> {
+ public:
+  static constexpr GroupwareBody kBody = kTodoBody;
+  static constexpr bool kSupportsNoBody = false;
+
+  explicit TaskConvert(ConvertorDataMessage* data) : CalendarBaseConvert(data) {}
+
+  void convertMimeToMapi();
+
+ protected:
+  void parseAttendees() override;
+  // Whether this run makes an item of the text.
+  bool readsText() const { return !hasFlag(ToMapiFlags::JustFlags | ToMapiFlags::WithoutBody); }
+
+ private:
+  void setDates();
+  void setProgress();
+};
+
+}  // namespace toMapi
+}  // namespace nalvo
