@@ -3,6 +3,8 @@
 
 #include <memory>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include "frame/conversion_state.h"
 #include "mail/n_time_zone.h"
