@@ -22,7 +22,7 @@ bool readCard(mail::VCard& card, const std::string& text) {
   return card.read(in, "utf-8");
 }
 
-// The card of a mail that holds nothing else.
+// The card of a mail, which may have a picture beside it.
 std::string cardOf(const std::string& mail) {
   ComPtr<mime::IMimeMessage> message;
   ComPtr<mime::IMimeBody> body;
@@ -31,7 +31,10 @@ std::string cardOf(const std::string& mail) {
   streamUtils::rewind(source.get());
   EXPECT_EQ(mime::createMimeMessage(message.put()), S_OK);
   EXPECT_EQ(message->Load(source.get()), S_OK);
-  EXPECT_EQ(message->BindToObject(mime::HBODY_ROOT, mime::IMimeBody::kIid, body.putVoid()), S_OK);
+  mime::FINDBODY find{"text", "x-vcard", 0};
+  mime::HBODY place = nullptr;
+  EXPECT_EQ(message->FindFirst(&find, &place), S_OK);
+  EXPECT_EQ(message->BindToObject(place, mime::IMimeBody::kIid, body.putVoid()), S_OK);
   EXPECT_EQ(body->GetDataHere(mime::IET_BINARY, data.get()), S_OK);
   return Caller::contentOf(data.get());
 }

@@ -171,6 +171,43 @@ TEST(Contact, PhotoIsReferredToByItsContentId) {
   }
 }
 
+TEST(Contact, PictureInTheCardBecomesItsPhoto) {
+  const std::string jpeg("\xFF\xD8\xFF\0picture", 11), png("\x89PNG\r\n\0picture", 14);
+  struct Case {
+    const char* line;
+    std::string bytes;
+    std::u16string name, type;
+  };
+  for (const Case& c :
+       {Case{"PHOTO;ENCODING=b;TYPE=PNG:/9j/AHBp\n Y3R1cmU=\n", jpeg, u"ContactPicture.jpg", u"image/jpeg"},
+        Case{"PHOTO;BASE64:\n  /9j/AHBp\n  Y3R1cmU=\n\n", jpeg, u"ContactPicture.jpg", u"image/jpeg"},
+        Case{"PHOTO;VALUE=URI:data:image/jpeg;base64,iVBORw0KAHBpY3R1cmU=\n", png, u"ContactPicture.png", u"image/png"}}) {
+    ReceivedContact contact(std::string("FN:Ann\n") + c.line);
+    const std::string mail = contact.write();
+    Caller back;
+    EXPECT_EQ(back.toMapi(back.stream(mail).get()), S_OK);
+    for (const Caller* each : std::initializer_list<const Caller*>{&contact, &back}) {
+      const auto& attachments = each->message->parts().attachments;
+      ASSERT_EQ(attachments.size(), 1U) << c.line << mail;
+      const host::PropertyBag& bag = attachments[0]->bag();
+      EXPECT_EQ(host::bytesOf(*bag.find(PR_ATTACH_DATA_BIN)), c.bytes);
+      EXPECT_EQ(host::textOf(*bag.find(PR_ATTACH_LONG_FILENAME)), c.name);
+      EXPECT_EQ(host::textOf(*bag.find(PR_ATTACH_MIME_TAG)), c.type);
+      EXPECT_NE(bag.find(PR_ATTACHMENT_CONTACTPHOTO), nullptr);
+      EXPECT_EQ(host::textOf(*bag.find(PR_ATTACH_CONTENT_ID)), each->text(each->tagOf(named::kContactPictureCid)));
+      EXPECT_TRUE(each->get<bool>(each->tagOf(named::kHasPicture)));
+    }
+  }
+  // What is no picture is a reference, of whatever kind.
+  for (const char* line : {"PHOTO;VALUE=URI:http://example.org/a.jpg\n", "PHOTO:TGFycw==\n", "PHOTO:CID:x@y\n"}) {
+    ReceivedContact contact(std::string("FN:Ann\n") + line);
+    EXPECT_TRUE(contact.message->parts().attachments.empty());
+    EXPECT_FALSE(contact.utf8(named::kContactPictureCid).starts_with("CID:"));
+    EXPECT_EQ(contact.write().find("PHOTO;VALUE=URI:http://example.org/a.jpg\r\n") != std::string::npos,
+              std::string_view(line).find("http") != std::string_view::npos);
+  }
+}
+
 TEST(Contact, StaysOneBesideAFile) {
   for (const char16_t* messageClass : {u"IPM.Contact", u"IPM.DistList", u"IPM.StickyNote"}) {
     Item item(messageClass);
@@ -389,6 +426,7 @@ TEST(FaultSweep, Contacts) {
   Item contact(u"IPM.Contact");
   fill(contact);
   sweepReceived(u"IPM.Contact", contact.write(kForSend), 40);
+  sweepReceived(u"IPM.Contact", "Content-Type: text/x-vcard\n\nBEGIN:VCARD\nPHOTO;ENCODING=b:/9j/AHBp\nEND:VCARD\n");
 }
 
 }  // namespace

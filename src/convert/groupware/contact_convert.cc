@@ -7,16 +7,10 @@
 #include "frame/convertor_impl.h"
 #include "frame/convertor_list.h"
 #include "mail/windows_zone.h"
-#include "platform/com/interface_array.h"
 #include "platform/text/text.h"
-#include "properties/guid.h"
 
 namespace nalvo {
 namespace {
-
-constexpr SourceFile kSource{".\\ContactConvert"};
-
-constexpr std::u16string_view kContentIdDomain = u"@nalvo.invalid";
 
 [[maybe_unused]] const bool kRegistered = ConvertorList::instance().registerConvertor(
     &ConvertorImpl<toMime::ContactConvert, toMapi::ContactConvert>::create, u"IPM.Contact");
@@ -56,16 +50,6 @@ bool isPortable(const EmailRow& slot, IConvertMessage* message, IMapiAllocator* 
   };
   const std::u16string type = textOf(slot.addressType);
   return (type.empty() || equalsIgnoreCase(type, u"SMTP")) && isInternetAddress(wideToUtf8(textOf(slot.address)));
-}
-
-std::u16string_view bareContentId(std::u16string_view contentId) {
-  if (contentId.starts_with(u'<')) {
-    contentId.remove_prefix(1);
-  }
-  if (contentId.ends_with(u'>')) {
-    contentId.remove_suffix(1);
-  }
-  return contentId;
 }
 
 }  // namespace contact
@@ -184,33 +168,6 @@ void ContactConvert::markPreferredAddress() {
     mail::Address address = object().getAddress(row->type);
     address.preferred = true;
     object().setAddress(address, row->type);
-  }
-}
-
-void ContactConvert::storePhoto() {
-  constexpr const char* kWhere = "toMime::ContactConvert::mapiToMimeStart";
-  ScopedInterfaceArray attachments;
-  checkHResult(data().getMapiMessage()->getAttachments(attachments.put(), 1), kSource.at(kWhere));
-  for (IUnknown* element : attachments) {
-    ComPtr<IConvertAttachment> attachment;
-    if (failed(element->QueryInterface(IConvertAttachment::kIid, attachment.putVoid()))) {
-      throwHResult(E_INVALIDARG, kSource.at(kWhere));
-    }
-    IMapiAllocator* allocator = data().getAllocator();
-    if (!MapiPropUtils::propertyExists(attachment.get(), PR_ATTACHMENT_CONTACTPHOTO) ||
-        !MapiPropUtils::propBool(attachment.get(), PR_ATTACHMENT_CONTACTPHOTO, allocator)) {
-      continue;
-    }
-    std::u16string contentId;
-    if (MapiPropUtils::propertyExists(attachment.get(), PR_ATTACH_CONTENT_ID)) {
-      contentId = MapiPropUtils::propUnicodeT(attachment.get(), PR_ATTACH_CONTENT_ID, allocator);
-    } else {
-      const std::u16string guid = Guid::create().toWideString();
-      contentId = guid.substr(1, guid.size() - 2).append(kContentIdDomain);
-      MapiPropUtils::setUnicode(attachment.get(), PR_ATTACH_CONTENT_ID, contentId);
-    }
-    object().setPhoto(std::string(contact::kContentIdScheme) + wideToUtf8(contact::bareContentId(contentId)));
-    return;
   }
 }
 

@@ -16,8 +16,6 @@ bool isInternetAddress(std::string_view address);
 // Whether a day is moved between UTC and the machine's zone. Those in the first year that MAPI has and in the last of zones
 // stand for no day at all, and might leave that range.
 constexpr bool hasZone(const SYSTEMTIME& day) { return day.wYear > 1601 && day.wYear < 9999; }
-// Without the brackets that may stand around it.
-std::u16string_view bareContentId(std::u16string_view contentId);
 
 }  // namespace contact
 
@@ -47,7 +45,7 @@ class ContactConvert : public GroupwareBaseConvert<ContactConvert, mail::VCard> 
   void storePhones();
   void storeEmails();
   void markPreferredAddress();
-  // Refers to the first attachment that is the photo, which gets a content id if it has none.
+  // Refers to the first attachment that is the photo, which gets a content id if it has none; else to what a link names.
   void storePhoto();
 
   void onDisplayName(ULONG tag);
@@ -85,7 +83,11 @@ class ContactConvert : public GroupwareBaseConvert<ContactConvert, mail::VCard> 
   ULONG tagOf(const PropertyKey& key) const { return key.tagOn(data().getMapiMessage(), data()); }
   bool hasText(ULONG tag) const { return exists(tag) && !getUnicode(tag).empty(); }
 
+  // A picture that stands in the card becomes an attachment; a reference marks the attachment that it names.
   void createPhoto();
+  void attachPhoto(std::string_view bytes, std::u16string_view type, std::u16string_view fileName,
+                   std::u16string_view contentId);
+  void markPhoto(std::u16string_view contentId);
   void setTexts();
   void setDays();
   void setPhones();

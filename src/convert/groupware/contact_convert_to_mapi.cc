@@ -4,14 +4,11 @@
 
 #include "convert/groupware/contact_convert.h"
 #include "mail/windows_zone.h"
-#include "platform/com/interface_array.h"
 #include "platform/text/text.h"
 #include "properties/address_maker.h"
 
 namespace nalvo {
 namespace {
-
-constexpr SourceFile kSource{".\\ContactConvert"};
 
 constexpr std::uint32_t kSideEffects = 0x10;
 constexpr std::u16string_view kSmtp = u"SMTP";
@@ -64,35 +61,6 @@ void ContactConvert::convertMimeToMapi() {
   setChildren();
   for (const contact::ExtensionRow& row : contact::kExtensions) {
     getGenericString(row.tag, row.name);
-  }
-}
-
-void ContactConvert::createPhoto() {
-  constexpr const char* kWhere = "toMapi::ContactConvert::createPhoto";
-  std::string reference = object().getPhoto();
-  if (reference.empty()) {
-    return;
-  }
-  if (reference.starts_with(contact::kContentIdScheme)) {
-    reference.erase(0, contact::kContentIdScheme.size());
-  }
-  setUtf8(tagOf(named::kContactPictureCid), reference);
-  setBool(tagOf(named::kHasPicture), true);
-  const std::u16string contentId = utf8ToWide(reference);
-  ScopedInterfaceArray attachments;
-  checkHResult(data().getMapiMessage()->getAttachments(attachments.put(), 1), kSource.at(kWhere));
-  for (IUnknown* element : attachments) {
-    ComPtr<IConvertAttachment> attachment;
-    if (failed(element->QueryInterface(IConvertAttachment::kIid, attachment.putVoid()))) {
-      throwHResult(E_INVALIDARG, kSource.at(kWhere));
-    }
-    if (MapiPropUtils::propertyExists(attachment.get(), PR_ATTACH_CONTENT_ID) &&
-        contact::bareContentId(MapiPropUtils::propUnicodeT(attachment.get(), PR_ATTACH_CONTENT_ID, data().getAllocator())) ==
-            contact::bareContentId(contentId)) {
-      MapiPropUtils::setBool(attachment.get(), PR_ATTACHMENT_CONTACTPHOTO, true);
-      checkHResult(attachment->saveChanges(), kSource.at(kWhere));
-      return;
-    }
   }
 }
 

@@ -183,9 +183,6 @@ inline constexpr std::array<FaxRow, 3> kFaxes = {{
      named::kFax3OriginalEntryId},
 }};
 
-// Ahead of a content id in PHOTO.
-inline constexpr std::string_view kContentIdScheme = "cid:";
-
 // What PidLidFileUnderId says of the text in PidLidFileUnder.
 enum class FileUnder : std::uint32_t {
   Company = 0x3A16,
