@@ -198,7 +198,7 @@ bool HeaderLex::readName(std::string& out) {
 
 bool HeaderLex::readParamName(std::string& out) {
   skipBlanks();
-  if (skipOver(';')) {
+  while (skipOver(';')) {  // some write two
     skipBlanks();
   }
   takeToken(out);

@@ -152,6 +152,7 @@ TEST(ContentLines, BrokenLinesCostNoOtherLine) {
       {"empty parameter value in a list", "X;A=1,,2:v\r\n", {{"X", "v", {{"A", {"1"}}}}}},
       {"empty parameter value", "X;A=;B=1:v\r\n", {{"X", "v", {{"A", {}}, {"B", {"1"}}}}}},
       {"quoted empty", "X;A=\"\",b;B=\":\":v\r\n", {{"X", "v", {{"A", {}}}}}},
+      {"empty parameter", "X;;A=1:v\r\n", {{"X", "v", {{"A", {"1"}}}}}},
       {"junk in front of the colon", "X;A=1;!\"a:b\";c:v\r\n", {{"X", "v", {{"A", {"1"}}}}}},
       {"a group is no name", "item1.TEL:x\r\n", {{"item1", ".TEL:x", {}}}},
       {"a line that can't start a name ends all", "A:1\r\n=\r\nB:2\r\n", {{"A", "1", {}}}},
