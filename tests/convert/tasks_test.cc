@@ -127,6 +127,41 @@ TEST(Task, KeepsItsStatus) {
   }
 }
 
+TEST(Task, KeepsWhatAToDoHasNoPlaceFor) {
+  Item task(u"IPM.Task");
+  task.set(PR_SUBJECT, std::u16string());
+  task.set(PR_LAST_MODIFICATION_TIME, fileTime(kMonday + 7));
+  task.set(named::kReminderSet, false);
+  task.set(named::kReminderDelta, std::int32_t{30});
+  task.set(named::kReminderFileParameter, std::u16string(u"bell.wav"));
+  task.set(PR_SENDER_NAME, std::u16string(u"Ann"));
+  task.set(PR_SENDER_ADDRTYPE, std::u16string(u"EX"));
+  task.set(PR_SENDER_EMAIL_ADDRESS, std::u16string(u"/o=org/cn=ann"));
+  const Item back(task, task.write());
+  EXPECT_EQ(back.text(PR_SUBJECT), u"");
+  EXPECT_TRUE(back.has(PR_SUBJECT));
+  EXPECT_EQ(back.number(back.tagOf(named::kReminderDelta)), 30U);
+  EXPECT_EQ(back.text(back.tagOf(named::kReminderFileParameter)), u"bell.wav");
+  for (const ULONG tag : {PR_SENDER_NAME, PR_SENDER_ADDRTYPE, PR_SENDER_EMAIL_ADDRESS}) {
+    EXPECT_EQ(back.text(tag), task.text(tag));
+  }
+}
+
+TEST(Task, IsRemindedOfAtATimeOfItsOwn) {
+  Item task(u"IPM.Task");
+  fillTask(task);
+  const FILETIME time = fileTime(kMonday + 3 * kDay + 8 * 60);
+  task.set(named::kReminderSet, true);
+  task.set(named::kReminderTime, time);
+  task.set(named::kReminderSignalTime, time);
+  const std::string mail = task.write();
+  EXPECT_EQ(bodyOf(mail, "X-NEXT-ALARM"), "X-NEXT-ALARM:20200305T080000Z");
+  const Item back(task, mail);
+  EXPECT_TRUE(back.get<bool>(back.tagOf(named::kReminderSet)));
+  EXPECT_EQ(back.get<FILETIME>(back.tagOf(named::kReminderTime)), time);
+  EXPECT_EQ(back.get<FILETIME>(back.tagOf(named::kReminderSignalTime)), time);
+}
+
 TEST(Task, GetsAnIdThatStays) {
   Item task(u"IPM.Task");
   const std::string mail = task.write();

@@ -161,8 +161,10 @@ void Reminders::setReminderTime(const DateTime& time, const mail::VEvent& /*even
   }
 }
 
-void Reminders::setReminderTime(const DateTime& time, const mail::VTodo& /*task*/) const {
-  setDate(named::kReminderTime, time);
+// A task is reminded of at a time of its own.
+void Reminders::setReminderTime(const DateTime& time, const mail::VTodo& task) const {
+  const DateTime next = task.getNextAlarm();
+  setDate(named::kReminderTime, next.isNull() ? time : next);
 }
 
 void Reminders::keepSwitchedOff(const mail::VEvent& event) const {

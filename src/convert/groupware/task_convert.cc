@@ -70,25 +70,25 @@ struct TaskRows {
       {named::kPercentComplete, ChangeOf::Body},
       {named::kReminderSignalTime, ChangeOf::Body},
       {named::kReminderTime, ChangeOf::Body},
-      {named::kReminderDelta, ChangeOf::Body},
+      {named::kReminderDelta, ChangeOf::Body, &Convert::onReminder},
       {named::kReminderSet, ChangeOf::Body},
-      {named::kReminderOverride, ChangeOf::Body},
-      {named::kReminderFileParameter, ChangeOf::Body},
+      {named::kReminderOverride, ChangeOf::Body, &Convert::onReminder},
+      {named::kReminderFileParameter, ChangeOf::Body, &Convert::onReminder},
       {named::kTaskFRecurring, ChangeOf::Body},
       {named::kTaskRecurrence, ChangeOf::Body},
       {named::kCommonStart, ChangeOf::Nothing},
       {named::kCommonEnd, ChangeOf::Nothing},
       {named::kTaskComplete, ChangeOf::Nothing},
-      {PR_SENT_REPRESENTING_SEARCH_KEY, ChangeOf::Nothing},
-      {PR_SENT_REPRESENTING_ENTRYID, ChangeOf::Nothing},
-      {PR_SENT_REPRESENTING_NAME, ChangeOf::Nothing},
-      {PR_SENT_REPRESENTING_ADDRTYPE, ChangeOf::Nothing},
-      {PR_SENT_REPRESENTING_EMAIL_ADDRESS, ChangeOf::Nothing},
-      {PR_SENDER_ENTRYID, ChangeOf::Nothing},
-      {PR_SENDER_NAME, ChangeOf::Nothing},
-      {PR_SENDER_SEARCH_KEY, ChangeOf::Nothing},
-      {PR_SENDER_ADDRTYPE, ChangeOf::Nothing},
-      {PR_SENDER_EMAIL_ADDRESS, ChangeOf::Nothing},
+      {PR_SENT_REPRESENTING_SEARCH_KEY, ChangeOf::Nothing, &Convert::onOriginator},
+      {PR_SENT_REPRESENTING_ENTRYID, ChangeOf::Nothing, &Convert::onOriginator},
+      {PR_SENT_REPRESENTING_NAME, ChangeOf::Nothing, &Convert::onOriginator},
+      {PR_SENT_REPRESENTING_ADDRTYPE, ChangeOf::Nothing, &Convert::onOriginator},
+      {PR_SENT_REPRESENTING_EMAIL_ADDRESS, ChangeOf::Nothing, &Convert::onOriginator},
+      {PR_SENDER_ENTRYID, ChangeOf::Nothing, &Convert::onOriginator},
+      {PR_SENDER_NAME, ChangeOf::Nothing, &Convert::onOriginator},
+      {PR_SENDER_SEARCH_KEY, ChangeOf::Nothing, &Convert::onOriginator},
+      {PR_SENDER_ADDRTYPE, ChangeOf::Nothing, &Convert::onOriginator},
+      {PR_SENDER_EMAIL_ADDRESS, ChangeOf::Nothing, &Convert::onOriginator},
       {PR_BODY, ChangeOf::Body},
       {PR_RTF_IN_SYNC, ChangeOf::Nothing},
       {PR_RTF_SYNC_BODY_CRC, ChangeOf::Nothing},
@@ -99,7 +99,7 @@ struct TaskRows {
       {PR_RTF_SYNC_TRAILING_COUNT, ChangeOf::Nothing},
       {PR_HTML, ChangeOf::Nothing},
       {PR_BODY_HTML, ChangeOf::Nothing},
-      {PR_LAST_MODIFICATION_TIME, ChangeOf::Annotations},
+      {PR_LAST_MODIFICATION_TIME, ChangeOf::Annotations, &Convert::storeAnnotation},
   };
 };
 
@@ -144,9 +144,26 @@ void TaskConvert::onSubject(ULONG tag) {
     setHeader(tag, mime::HeaderId::Subject);
   }
   object().setSummary(getUtf8(tag));
+  if (object().getSummary().empty()) {
+    storeAnnotation(tag);  // Calendar text knows no empty values.
+  }
 }
 
 void TaskConvert::onImportance(ULONG tag) { object().setPriority(priorityOfImportance(getULong(tag))); }
+
+// Calendar text tells of a reminder that is on.
+void TaskConvert::onReminder(ULONG tag) {
+  if (!isTrue(tagOf(named::kReminderSet))) {
+    storeAnnotation(tag);
+  }
+}
+
+// Nobody sends a plain task. That of a request is from whoever sends the request.
+void TaskConvert::onOriginator(ULONG tag) {
+  if (!hasFlag(ToMimeFlags::EmbedAsNormal)) {
+    storeAnnotation(tag);
+  }
+}
 
 void TaskConvert::mapiToMimeEnd() {
   if (converts(Converted::Body)) {

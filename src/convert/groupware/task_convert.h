@@ -40,6 +40,8 @@ class TaskConvert : public CalendarBaseConvert<TaskConvert, mail::VTodo> {
   void onGlobalId(ULONG tag);
   void onSubject(ULONG tag);
   void onImportance(ULONG tag);
+  void onReminder(ULONG tag);
+  void onOriginator(ULONG tag);
 
   void setProgress();
 
