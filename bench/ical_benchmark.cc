@@ -143,8 +143,13 @@ void ruleRow(const std::string& text, const DateTime& start, int dates) {
 // Texts as trees, read and printed.
 void treeRow(const char* name, const std::string& text) {
   const auto rewritten = [&text] {
-    std::istringstream in(text);
-    vcIStreamLex lexer(in, "");
+    std::string_view rest = text;
+    NStream in([&rest](char* buffer, std::size_t room) {
+      const std::size_t count = rest.copy(buffer, room);
+      rest.remove_prefix(count);
+      return count;
+    });
+    vcNStreamLex lexer(in, "");
     Component component;
     std::string out;
     while (component.read(lexer, "")) {

@@ -75,9 +75,9 @@ class ValueReader {
         params.add(name_, values_);
       }
     }
-    if (!lexer_.readValue(value.text, quotedPrintable, structured, charset_)) {
-      value.text.clear();
-    }
+    // Assigned, for it grew as it was read, and a tree has many.
+    value.text =
+        lexer_.readValue(text_, quotedPrintable, structured, charset_) ? std::string_view(text_) : std::string_view();
   }
 
  private:
@@ -94,6 +94,7 @@ class ValueReader {
 
   HeaderLex& lexer_;
   std::string name_;
+  std::string text_;
   std::string charset_;
   std::vector<std::string> values_;
 };
@@ -164,6 +165,7 @@ bool Component::read(HeaderLex& lexer, std::string_view wantedName) {
       if (tooDeep != 0) {
         --tooDeep;
       } else if (!open.empty()) {
+        open.back()->properties_.shrink_to_fit();
         open.pop_back();
         if (open.empty()) {
           return true;
