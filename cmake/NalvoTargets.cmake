@@ -66,9 +66,10 @@ function(nalvo_library)
   set_target_properties(nalvo-convert PROPERTIES LINK_DEPENDS ${CMAKE_SOURCE_DIR}/cmake/exports.map)
 endfunction()
 
-# The tool sees include/, the host, and the calendar library.
+# The tool sees include/, the host, and the calendar library. It has the convertors inside, so that it is one file that runs
+# anywhere, and so that what it sets for a run, the clock and fresh ids, holds in all of it.
 function(nalvo_tool)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/tool/*.cc)
   add_executable(nalvo ${sources})
-  target_link_libraries(nalvo PRIVATE nalvo-convert nalvo-host-all nalvo-mail-all CLI11::CLI11)
+  target_link_libraries(nalvo PRIVATE nalvo-convertors-all nalvo-host-all CLI11::CLI11)
 endfunction()

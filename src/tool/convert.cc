@@ -6,12 +6,14 @@
 #include <vector>
 
 #include "diagnostics/hresult_exception.h"
+#include "host/mail_content.h"
 #include "host/msg_file.h"
 #include "host/wire_form.h"
 #include "platform/mapi/tags.h"
 #include "platform/text/text.h"
 #include "tool/atomic_file.h"
 #include "tool/commands.h"
+#include "tool/reproducible.h"
 
 namespace nalvo::tool {
 namespace {
@@ -44,14 +46,30 @@ std::string classOf(const host::MemoryMessage& message) {
   return record == nullptr ? std::string() : wideToUtf8(host::textOf(*record));
 }
 
+// The output that is there already: the target, or with ObjectFile::Only the text of an item in its place. Else the target.
+std::filesystem::path presentOutput(const std::filesystem::path& target, ObjectFile object) {
+  if (object == ObjectFile::Only && !std::filesystem::exists(target)) {
+    for (const char* extension : {".ics", ".vcf", ".txt"}) {
+      if (const auto item = besideOf(target, extension); std::filesystem::exists(item)) {
+        return item;
+      }
+    }
+  }
+  return target;
+}
+
 // Whether there is nothing left to do. A file that must not be there is told before any work is done.
 bool isDone(const std::filesystem::path& target, const ConvertOptions& options, Outcome& outcome) {
   outcome.target = target;
-  if (options.force || !std::filesystem::exists(target)) {
+  if (options.force) {
+    return false;
+  }
+  outcome.target = presentOutput(target, options.object);
+  if (!std::filesystem::exists(outcome.target)) {
     return false;
   }
   if (!options.resume) {
-    throw std::system_error(EEXIST, std::generic_category(), target.string());
+    throw std::system_error(EEXIST, std::generic_category(), outcome.target.string());
   }
   outcome.skipped = true;  // It got its name when it was whole.
   return true;
@@ -61,6 +79,16 @@ void makeFolderOf(const std::filesystem::path& target) {
   if (target.has_parent_path()) {
     std::filesystem::create_directories(target.parent_path());
   }
+}
+
+void writeWhole(const std::filesystem::path& target, const std::string& text, bool replace) {
+  AtomicFile file(target);
+  file.write(text);
+  file.commit(replace);
+}
+
+std::unique_ptr<Reproducible> reproducibleRun(const Input& input, IStream* file, const ConvertOptions& options) {
+  return options.reproducible ? std::make_unique<Reproducible>(input, file) : nullptr;
 }
 
 constexpr struct {
@@ -89,6 +117,7 @@ Outcome toMime(const Input& input, const std::filesystem::path& target, const Co
   }
   const auto context = std::make_shared<host::HostContext>();
   const ComPtr<IStream> file = input.open();
+  const std::unique_ptr<Reproducible> reproducible = reproducibleRun(input, file.get(), options);
   const ComPtr<host::MemoryMessage> message = host::readMsg(file.get(), context, &outcome.warnings);
   outcome.messageClass = classOf(*message);
   host::MailFile mail = host::writeMail(message.get(), options.form, nullptr);
@@ -96,19 +125,27 @@ Outcome toMime(const Input& input, const std::filesystem::path& target, const Co
   if (options.form == host::MailForm::Wire) {
     mail.mail = host::withoutXMapi(mail.mail);
   }
+  const std::optional<host::ItemText> item =
+      options.object == ObjectFile::None ? std::nullopt : host::itemTextOf(message.get());
+  const bool itemOnly = item && options.object == ObjectFile::Only;
   if (toOutput) {
-    outcome.output = contentOf(mail.mail.get());
+    outcome.output = itemOnly ? item->text : contentOf(mail.mail.get());
     return outcome;
   }
   makeFolderOf(target);
+  if (itemOnly) {
+    outcome.target = besideOf(target, item->extension);
+    writeWhole(outcome.target, item->text, options.force || options.resume);
+    return outcome;
+  }
+  // The mail comes last: a run that was killed may have left one of those beside it.
+  const bool replace = options.force || options.resume;
   if (mail.annotations) {
-    const bool replace = options.force || options.resume;  // A run that was killed may have left one without its mail.
-    AtomicFile annotations(besideOf(target, kAnnotationsSuffix));
-    annotations.write(host::annotationsToJson(*mail.annotations));
-    annotations.commit(replace);
-    AtomicFile flags(besideOf(target, kFlagsSuffix));
-    flags.write(host::flagsToJson(*mail.flags));
-    flags.commit(replace);
+    writeWhole(besideOf(target, kAnnotationsSuffix), host::annotationsToJson(*mail.annotations), replace);
+    writeWhole(besideOf(target, kFlagsSuffix), host::flagsToJson(*mail.flags), replace);
+  }
+  if (item) {
+    writeWhole(besideOf(target, item->extension), item->text, replace);
   }
   AtomicFile written(target);
   written.write(mail.mail.get());
@@ -124,6 +161,7 @@ Outcome toMapi(const Input& input, const std::filesystem::path& planned, const C
   }
   const auto context = std::make_shared<host::HostContext>();
   host::MailFile mail{input.open()};
+  const std::unique_ptr<Reproducible> reproducible = reproducibleRun(input, mail.mail.get(), options);
   if (!input.isStandardInput() && !input.part && !input.wrapped) {
     if (const auto beside = besideOf(input.path, kAnnotationsSuffix); std::filesystem::exists(beside)) {
       mail.annotations = host::annotationsFromJson(contentOf(beside));
@@ -136,7 +174,8 @@ Outcome toMapi(const Input& input, const std::filesystem::path& planned, const C
     mail.mailboxFlags = flagsOf(*input.maildirFlags);
   }
   const ComPtr<host::MemoryMessage> message =
-      host::readMail(mail, context, input.modified(), options.trustXMapi, nullptr, &outcome.warnings);
+      host::readMail(mail, context, options.reproducible ? momentOf(input) : input.modified(), options.trustXMapi, nullptr,
+                     &outcome.warnings);
   outcome.messageClass = classOf(*message);
   // A message file is not written from its start to its end, so that standard output gets it from a file without a name.
   const std::filesystem::path target = toOutput ? std::filesystem::temp_directory_path() / "message.msg" : planned;

@@ -1,8 +1,12 @@
 // nalvo: mail as MAPI objects, and back.
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
+#include <string_view>
 #include <thread>
 
 #include "nalvo_version.h"
@@ -44,6 +48,7 @@ int run(int argc, char** argv) {
     verb->add_option("-o", output, "A file, or a folder; without it the output goes beside the input; - is standard output");
     CLI::Option* force = verb->add_flag("--force", convertOptions.force, "Write over files that are there");
     verb->add_flag("--resume", convertOptions.resume, "Pass over inputs whose output is there")->excludes(force);
+    verb->add_flag("--reproducible", convertOptions.reproducible, "The same input gives the same bytes in each run");
   };
   CLI::App* toMimeVerb = app.add_subcommand("to-mime", "Write .msg files as mail");
   const std::map<std::string, nalvo::host::MailForm> forms = {{"lossless", nalvo::host::MailForm::Lossless},
@@ -57,6 +62,13 @@ int run(int argc, char** argv) {
         ->transform(CLI::CheckedTransformer(forms, CLI::ignore_case));
   };
   takesForm(toMimeVerb);
+  const std::map<std::string, ObjectFile> objects = {{"beside", ObjectFile::Beside}, {"only", ObjectFile::Only}};
+  toMimeVerb
+      ->add_option(
+          "--object", convertOptions.object,
+          "beside: an .ics, .vcf or .txt file for each calendar item, card and sticky note, beside the mail; only: in "
+          "its place")
+      ->transform(CLI::CheckedTransformer(objects, CLI::ignore_case));
   takesOutput(toMimeVerb);
   takesMany(toMimeVerb);
   takesInputs(toMimeVerb, "A .msg file, a folder, or - for standard input");
@@ -65,8 +77,9 @@ int run(int argc, char** argv) {
   takesOutput(toMapiVerb);
   takesMany(toMapiVerb);
   takesInputs(toMapiVerb, "A .eml, .ics or .vcf file, an mbox, a Maildir, a folder, or - for standard input");
-  CLI::App* showVerb = app.add_subcommand("show", "Print the properties of a message, or those that a mail becomes");
-  showVerb->add_flag("--json", showOptions.json, "One JSON object per input, on one line each");
+  CLI::App* showVerb = app.add_subcommand("show", "Print a message, or what a mail becomes, with all properties");
+  CLI::Option* json = showVerb->add_flag("--json", showOptions.json, "One JSON object per input, on one line each");
+  showVerb->add_flag("--html", showOptions.page, "One self-contained page of one message")->excludes(json);
   showVerb->add_flag("--full", showOptions.full, "Long values whole");
   takesInputs(showVerb, "A .msg or .eml file, an mbox, a Maildir, a folder, or - for standard input");
   CLI::App* checkVerb = app.add_subcommand("check", "Go there and back and name what does not come back the same");
@@ -97,8 +110,10 @@ int run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kAllDone : kWrongUsage;
   }
-  if (convertOptions.form == nalvo::host::MailForm::Store && (pipeCommand->parsed() || output == "-")) {
-    std::fprintf(stderr, "nalvo: the form store writes files beside the mail, so it needs a place for them\n");
+  const bool writesBeside =
+      convertOptions.form == nalvo::host::MailForm::Store || convertOptions.object == ObjectFile::Beside;
+  if (writesBeside && (pipeCommand->parsed() || output == "-")) {
+    std::fprintf(stderr, "nalvo: files beside the mail need a place\n");
     return kWrongUsage;
   }
   if (pipeCommand->parsed()) {
@@ -119,7 +134,14 @@ int run(int argc, char** argv) {
     std::fprintf(stderr, objectVerb->parsed() ? "nalvo: no calendar or card found\n" : "nalvo: no mail found\n");
     return kSomeFailed;
   }
+  if (showOptions.page && inputs.list.size() != 1) {
+    std::fprintf(stderr, "nalvo: a page is made of one message\n");
+    return kWrongUsage;
+  }
   if (showVerb->parsed() || objectVerb->parsed()) {
+    const char* terminal = std::getenv("TERM");
+    showOptions.colours = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr && terminal != nullptr &&
+                          std::string_view(terminal) != "dumb";
     runOptions.threads = 1;
     runOptions.verb = nullptr;
     return runAll(inputs.list, runOptions, [&](const Input& input, std::size_t) {

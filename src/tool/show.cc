@@ -1,80 +1,75 @@
-#include <algorithm>
-
 #include "host/json.h"
 #include "host/mail.h"
 #include "host/msg_file.h"
 #include "tool/commands.h"
+#include "tool/message_page.h"
+#include "tool/message_summary.h"
+#include "tool/value_words.h"
 
 namespace nalvo::tool {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-// A longer text is cut, unless all is wanted.
-constexpr std::size_t kShownText = 400;
-
 std::string dump(const Json& value) { return value.dump(-1, ' ', false, Json::error_handler_t::replace); }
 
-// Cuts UTF-8 between characters.
-std::string_view beginningOf(std::string_view text) {
-  std::size_t end = kShownText;
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80) {
-    --end;
-  }
-  return text.substr(0, end);
-}
+// Writes a message for a terminal, in columns.
+class Teller {
+ public:
+  explicit Teller(const ShowOptions& options) : options_(options) {}
 
-std::string valueText(const Json& value, bool full, const std::string& indent) {
-  if (value.is_object()) {
-    return value.contains("size")
-               ? std::to_string(value["size"].get<std::uint64_t>()) + " bytes, sha256 " + value["sha256"].get<std::string>()
-               : value["base64"].get<std::string>();
-  }
-  if (!value.is_string()) {
-    return dump(value);
-  }
-  const auto& text = value.get_ref<const std::string&>();
-  const bool cut = !full && text.size() > kShownText;
-  std::string result;
-  for (const char c : cut ? beginningOf(text) : std::string_view(text)) {
-    if (c == '\n') {
-      result += "\n" + indent + "    ";
-    } else if (c != '\r' && (static_cast<unsigned char>(c) >= 0x20 || c == '\t')) {
-      result += c;  // control characters would steer the reader's terminal
+  void message(const Json& json, std::size_t depth) {
+    const MessageSummary summary = summaryOf(json);
+    line(depth, bold(summary.title.empty() ? "(no subject)" : summary.title));
+    for (const auto& [label, value] : summary.rows) {
+      row(depth, label, kLabelWidth, value);
+    }
+    properties("Message", json["properties"], depth);
+    for (const Json& recipient : json["recipients"]) {
+      properties(recipientTitle(recipient), recipient["properties"], depth);
+    }
+    for (const Json& attachment : json["attachments"]) {
+      properties("Attachment: " + attachmentTitle(attachment), attachment["properties"], depth);
+      if (attachment.contains("message")) {
+        message(attachment["message"], depth + 1);
+      }
     }
   }
-  return cut ? result + "... (" + std::to_string(text.size()) + " bytes)" : result;
-}
 
-void tellProperties(std::string& out, const Json& properties, bool full, const std::string& indent) {
-  for (const Json& property : properties) {
-    const std::string name = property.contains("name")    ? property["name"].get<std::string>()
-                             : property.contains("named") ? property["named"].get<std::string>()
-                                                          : property["tag"].get<std::string>();
-    const bool hasWords = property.contains("words");
-    out += indent + name + "  " +
-           (hasWords ? property["words"].get<std::string>() : valueText(property["value"], full, indent));
-    out += hasWords && full ? "  " + valueText(property["value"], full, indent) + "\n" : "\n";
-  }
-}
+  std::string take() { return std::move(out_); }
 
-void tellMessage(std::string& out, const Json& message, bool full, const std::string& indent) {
-  tellProperties(out, message["properties"], full, indent);
-  std::size_t number = 0;
-  for (const Json& recipient : message["recipients"]) {
-    out += indent + "recipient " + std::to_string(number++) + "\n";
-    tellProperties(out, recipient["properties"], full, indent + "  ");
-  }
-  number = 0;
-  for (const Json& attachment : message["attachments"]) {
-    out += indent + "attachment " + std::to_string(number++) + "\n";
-    tellProperties(out, attachment["properties"], full, indent + "  ");
-    if (attachment.contains("message")) {
-      out += indent + "  message " + attachment["message"]["messageClass"].get<std::string>() + "\n";
-      tellMessage(out, attachment["message"], full, indent + "    ");
+  std::string bold(const std::string& text) const { return options_.colours ? "\033[1m" + text + "\033[0m" : text; }
+
+ private:
+  static constexpr std::size_t kLabelWidth = 13;
+  static constexpr std::size_t kNameWidth = 36;
+  static constexpr std::size_t kIndent = 2;
+
+  void properties(const std::string& title, const Json& list, std::size_t depth) {
+    out_ += "\n";
+    line(depth, bold(title));
+    for (const Json& property : list) {
+      row(depth + 1, nameOf(property), kNameWidth, valueWords(property, options_.full));
     }
   }
-}
+
+  void line(std::size_t depth, const std::string& text) { out_ += std::string(kIndent * (depth + 1), ' ') + text + "\n"; }
+
+  // Further lines of the value stand below its first.
+  void row(std::size_t depth, const std::string& label, std::size_t width, const std::string& value) {
+    const std::size_t indent = kIndent * (depth + 1);
+    out_ += std::string(indent, ' ') + (options_.colours ? "\033[36m" + label + "\033[0m" : label);
+    out_ += std::string(label.size() + 2 <= width ? width - label.size() : 2, ' ');
+    for (const char c : value) {
+      out_ += c;
+      if (c == '\n') {
+        out_.append(indent + kIndent, ' ');
+      }
+    }
+    out_ += "\n";
+  }
+
+  const ShowOptions& options_;
+  std::string out_;
+};
 
 }  // namespace
 
@@ -86,14 +81,18 @@ Outcome show(const Input& input, const ShowOptions& options) {
       host::isMsg(file.get()) ? host::readMsg(file.get(), context, &outcome.warnings)
                               : host::readMail(file.get(), context, input.modified(), nullptr, &outcome.warnings);
   const Json json = host::toJson(*message, options.full, true);
+  outcome.messageClass = json["messageClass"].get<std::string>();
   if (options.json) {
     Json line = {{"file", input.name}};
     line.update(json);
     outcome.output = dump(line) + "\n";
-    return outcome;
+  } else if (options.page) {
+    outcome.output = messagePage(message.get(), json);
+  } else {
+    Teller teller(options);
+    teller.message(json, 0);
+    outcome.output = teller.bold(input.name) + "\n" + teller.take() + "\n";
   }
-  outcome.output = input.name + "  " + json["messageClass"].get<std::string>() + "\n";
-  tellMessage(outcome.output, json, options.full, "  ");
   return outcome;
 }
 

@@ -1,5 +1,6 @@
 """The tool as people run it: output, exit codes, one line for each failure."""
 
+import hashlib
 import json
 import os
 import pathlib
@@ -69,7 +70,27 @@ class CommandLine(unittest.TestCase):
         done = run("show", file)
         self.assertEqual(done.returncode, 0)
         self.assertNotIn(b"\x1b", done.stdout)
-        self.assertIn(b"PR_SUBJECT  a[31mb", done.stdout)
+        self.assertRegex(done.stdout, rb"PR_SUBJECT +a\[31mb\n")
+
+    def test_show_is_written_for_people(self):
+        mail = self.given("pleasant.eml", "From: Ann <ann@example.org>\nTo: Bob <bob@example.com>\nSubject: Plan\n"
+                                          "Date: Mon, 2 Mar 2020 10:00:00 +0000\nImportance: high\nMIME-Version: 1.0\n"
+                                          "Content-Type: multipart/mixed; boundary=b\n\n--b\n\nHello\n--b\n"
+                                          "Content-Type: image/png; name=a.png\n\n" + 1234 * "x" + "\n--b--\n")
+        for zone, sent in (("Asia/Tokyo", "Mon 2 Mar 2020 19:00:00 JST"), ("America/New_York", "Mon 2 Mar 2020 05:00:00 EST")):
+            done = subprocess.run([TOOL, "show", mail], capture_output=True, text=True, check=True, env={**os.environ, "TZ": zone})
+            lines = [re.sub(" +", " ", line.strip()) for line in done.stdout.splitlines()]
+            self.assertEqual(lines[:8], [str(mail), "Plan", "From Ann <ann@example.org>", "To Bob <bob@example.com>", f"Sent {sent}",
+                                         f"Received {sent}", "Kind mail (IPM.Note)", "Attachments a.png, 1.2 kB"])
+            for line in ("PR_IMPORTANCE 2 (high)", f"PR_CLIENT_SUBMIT_TIME {sent}", "To: Bob <bob@example.com>",
+                         "PR_RECIPIENT_TYPE 1 (To)", "Attachment: a.png, 1.2 kB", "PR_ATTACH_METHOD 1 (a file)"):
+                self.assertIn(line, lines)
+            self.assertNotIn("\033", done.stdout)
+        leader, follower = pty.openpty()
+        subprocess.run([TOOL, "show", mail], stdout=follower, check=True, env={**os.environ, "TERM": "xterm"})
+        self.assertIn(b"\033[1mPlan\033[0m", os.read(leader, 4096))
+        os.close(follower)
+        os.close(leader)
 
     def test_folders_and_standard_input(self):
         self.given("b/two.eml", "Subject: two\n\nx\n")
@@ -113,7 +134,7 @@ class CommandLine(unittest.TestCase):
         good = self.given("good.eml", "Subject: x\n\nx\n")
         done = run("show", self.path / "missing.eml", good)
         self.assertEqual(done.returncode, 1)
-        self.assertIn(b"PR_SUBJECT  x", done.stdout)
+        self.assertRegex(done.stdout, rb"PR_SUBJECT +x\n")
         self.assertEqual(done.stderr.decode().splitlines(),
                          [f"nalvo: {self.path}/missing.eml: 0x80070003 ERROR_PATH_NOT_FOUND"])
 
@@ -330,6 +351,46 @@ class CommandLine(unittest.TestCase):
             self.assertEqual(run(verb, "-o", f"{self.path}/{verb}/", "-j", "2", self.path / "both").returncode, 0)
             self.assertEqual([f.name for f in (self.path / verb).iterdir()], [made])
         self.assertEqual(len(run("check", "--json", self.path / "both").stdout.splitlines()), 2)
+
+    def test_items_are_written_as_other_programs_read_them(self):
+        event = self.given("event.ics", "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nBEGIN:VEVENT\r\nUID:1\r\nSUMMARY:Grüße\r\n"
+                                        "DTSTART:20240101T080000Z\r\nDTEND:20240101T090000Z\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n")
+        card = self.given("card.vcf", "BEGIN:VCARD\r\nVERSION:3.0\r\nFN:Ann Lee\r\nN:Lee;Ann\r\nEND:VCARD\r\n")
+        note = self.given("note.eml", "Content-Type: text/x-stickynote\n\nBEGIN:STICKYNOTE\nTEXT:buy milk\nEND:STICKYNOTE\n")
+        mail = self.given("mail.eml", "Subject: plain\n\nx\n")
+        messages = self.path / "messages"
+        self.assertEqual(run("to-mapi", "-q", "-o", messages, event, card, note, mail).returncode, 0)
+        for how, expected in (("only", ["card.vcf", "event.ics", "mail.eml", "note.txt"]),
+                              ("beside", ["card.eml", "card.vcf", "event.eml", "event.ics", "mail.eml", "note.eml", "note.txt"])):
+            out = self.path / how
+            done = run("to-mime", "-q", "--object", how, "-o", out, messages)
+            self.assertEqual((done.returncode, done.stderr), (0, b""))
+            self.assertEqual(sorted(file.name for file in out.iterdir()), expected)
+            self.assertIn("SUMMARY:Grüße\r\n".encode(), (out / "event.ics").read_bytes())
+            self.assertIn(b"N:Lee;Ann", (out / "card.vcf").read_bytes())
+            self.assertIn(b"buy milk", (out / "note.txt").read_bytes())
+            self.assertNotIn(b"STICKYNOTE", (out / "note.txt").read_bytes())
+            self.assertEqual(run("to-mime", "-q", "--object", how, "-o", out, messages).returncode, 1)
+            again = run("to-mime", "--resume", "--object", how, "-o", out, messages)
+            self.assertIn(b"4 skipped", again.stderr)
+        self.assertEqual(run("to-mime", "--object", "beside", "-o", "-", messages / "card.msg").returncode, 2)
+
+    def test_a_reproducible_run_gives_the_same_bytes(self):
+        inputs = [self.given("event.ics", "BEGIN:VCALENDAR\nBEGIN:VEVENT\nSUMMARY:x\nDTSTART:20240101T080000Z\nEND:VEVENT\n"
+                                          "END:VCALENDAR\n"), EXAMPLES / "lunch.eml"]
+        messages = sorted(MESSAGES.glob("[emnu]*.msg"))
+        made = {}
+        for name, options in (("one", ["--reproducible"]), ("two", ["--reproducible", "-j", "1"]), ("free", [])):
+            out = self.path / name
+            self.assertEqual(run("to-mapi", "-q", *options, "-o", out, *inputs).returncode, 0)
+            self.assertEqual(run("to-mime", "-q", *options, "-o", out, *messages).returncode, 0)
+            made[name] = {file.name: hashlib.sha256(file.read_bytes()).hexdigest() for file in out.iterdir()}
+        self.assertEqual(made["one"], made["two"])
+        self.assertNotEqual(made["one"], made["free"])
+        done = subprocess.run([TOOL, "to-mapi", "--reproducible", "-o", "-", "-"], input=b"Subject: x\n\n", capture_output=True, check=True,
+                              env={**os.environ, "SOURCE_DATE_EPOCH": "86400"})
+        (self.path / "fixed.msg").write_bytes(done.stdout)
+        self.assertIn(b"1970-01-02T00:00:00", run("show", "--json", self.path / "fixed.msg").stdout)
 
     def test_wrong_usage(self):
         for arguments in ((), ("show",), ("frobnicate", "x"), ("check", "-j", "0", "x"), ("show", "--what", "x")):

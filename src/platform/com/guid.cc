@@ -2,24 +2,13 @@
 
 #include <sys/random.h>
 
-#include <atomic>
 #include <cerrno>
-#include <mutex>
 #include <utility>
 
 namespace nalvo {
 namespace {
 
-struct Source {
-  std::atomic<bool> overridden{false};  // asked first, so that conversions share no lock
-  std::mutex mutex;
-  std::function<GUID()> override;
-};
-
-Source& source() {
-  static Source instance;
-  return instance;
-}
+thread_local std::function<GUID()> source;
 
 GUID randomGuid() noexcept {
   GUID guid{};
@@ -42,25 +31,9 @@ GUID randomGuid() noexcept {
 
 }  // namespace
 
-GUID newGuid() noexcept {
-  Source& shared = source();
-  if (!shared.overridden.load(std::memory_order_acquire)) {
-    return randomGuid();
-  }
-  const std::scoped_lock lock(shared.mutex);
-  return shared.override ? shared.override() : randomGuid();
-}
+GUID newGuid() noexcept { return source ? source() : randomGuid(); }
 
-ScopedGuidSource::ScopedGuidSource(std::function<GUID()> newSource) {
-  const std::scoped_lock lock(source().mutex);
-  source().override = std::move(newSource);
-  source().overridden = true;
-}
-
-ScopedGuidSource::~ScopedGuidSource() {
-  const std::scoped_lock lock(source().mutex);
-  source().override = nullptr;
-  source().overridden = false;
-}
+ScopedGuidSource::ScopedGuidSource(std::function<GUID()> newSource) { source = std::move(newSource); }
+ScopedGuidSource::~ScopedGuidSource() { source = nullptr; }
 
 }  // namespace nalvo

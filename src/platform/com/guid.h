@@ -1,4 +1,4 @@
-// New GUIDs and random bytes. Nothing else makes a fresh id, so that a test can foresee every one.
+// New GUIDs. Nothing else makes a fresh id, so that a caller can make every one follow from what it wants.
 #pragma once
 
 #include <functional>
@@ -11,7 +11,7 @@ namespace nalvo {
 // A random GUID of version 4; all zero if the system has no randomness to give.
 GUID newGuid() noexcept;
 
-// Makes newGuid answer from `source` while the object lives. For tests, one at a time.
+// Makes newGuid answer from `source`, which must not throw, on this thread while the object lives; one at a time.
 class ScopedGuidSource {
  public:
   explicit ScopedGuidSource(std::function<GUID()> source);

@@ -1,6 +1,5 @@
 #include "platform/time/clock.h"
 
-#include <atomic>
 #include <ctime>
 
 #include "platform/time/file_time.h"
@@ -9,13 +8,13 @@ namespace nalvo {
 namespace {
 
 // 0: the system's clock.
-std::atomic<std::uint64_t> fixedTicks{0};
+thread_local std::uint64_t fixedTicks = 0;
 
 }  // namespace
 
 FILETIME currentFileTime() noexcept {
-  if (const std::uint64_t ticks = fixedTicks.load(std::memory_order_relaxed)) {
-    return fileTimeOf(ticks);
+  if (fixedTicks != 0) {
+    return fileTimeOf(fixedTicks);
   }
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);

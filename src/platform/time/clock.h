@@ -1,4 +1,4 @@
-// The clock. Nothing else asks what time it is, so that a test can set it.
+// The clock. Nothing else asks what time it is, so that it can be set.
 #pragma once
 
 #include "nalvo/com.h"
@@ -8,7 +8,7 @@ namespace nalvo {
 // The present instant, UTC.
 FILETIME currentFileTime() noexcept;
 
-// Makes currentFileTime answer `instant` while the object lives. For tests, one at a time.
+// Makes currentFileTime answer `instant` on this thread while the object lives; one at a time.
 class ScopedClock {
  public:
   explicit ScopedClock(FILETIME instant);

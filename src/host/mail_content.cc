@@ -1,0 +1,99 @@
+#include "host/mail_content.h"
+
+#include "diagnostics/hresult_exception.h"
+#include "host/base64.h"
+#include "host/mail.h"
+#include "host/mime_walk.h"
+#include "mime/mime_utils.h"
+#include "platform/com/prop_variant.h"
+#include "platform/text/text.h"
+
+namespace nalvo::host {
+namespace {
+
+constexpr SourceFile kSource{".\\MailContent"};
+constexpr std::size_t kMostBytes = 16U << 20;
+
+// Empty above the limit.
+std::string bytesOf(IStream* stream) {
+  std::string bytes;
+  char buffer[65536];
+  for (ULONG got = 1; got != 0 && bytes.size() <= kMostBytes;) {
+    checkHResult(stream->Read(buffer, sizeof buffer, &got), kSource.at("host::bytesOf"));
+    bytes.append(buffer, got);
+  }
+  return bytes.size() > kMostBytes ? std::string() : bytes;
+}
+
+std::string wideTextOf(IStream* stream) {
+  const std::string bytes = bytesOf(stream);
+  std::u16string wide(bytes.size() / sizeof(char16_t), u'\0');
+  bytes.copy(reinterpret_cast<char*>(wide.data()), wide.size() * sizeof(char16_t));
+  return wideToUtf8(wide);
+}
+
+std::string headerOf(mime::IMimeBody* body, const char* name) {
+  ScopedPropVariant value(VT_LPSTR);
+  return failed(body->GetProp(name, 0, &value)) || value.pszVal == nullptr ? std::string() : std::string(value.pszVal);
+}
+
+ComPtr<mime::IMimeBody> bodyOf(mime::IMimeMessage* mail, mime::HBODY handle) {
+  ComPtr<mime::IMimeBody> body;
+  checkHResult(mail->BindToObject(handle, mime::IMimeBody::kIid, body.putVoid()), kSource.at("host::bodyOf"));
+  return body;
+}
+
+struct ItemType {
+  const char* subtype;  // of text
+  const char* extension;
+};
+constexpr ItemType kItemTypes[] = {
+    {"calendar", ".ics"}, {"vcard", ".vcf"}, {"x-vcard", ".vcf"}, {"x-vcard-dl", ".vcf"}, {"x-stickynote", ".txt"}};
+
+}  // namespace
+
+std::string mailText(mime::IMimeMessage* mail, mime::TextType type) {
+  ComPtr<IStream> stream;
+  return failed(mail->GetTextBody(type, mime::IET_UNICODE, stream.put(), nullptr)) ? std::string()
+                                                                                   : wideTextOf(stream.get());
+}
+
+std::string pictureUrl(mime::IMimeMessage* mail, std::string_view contentId) {
+  for (const mime::HBODY handle : bodiesOf(mail)) {
+    if (mail->IsContentType(handle, "image", nullptr) != S_OK) {
+      continue;
+    }
+    const ComPtr<mime::IMimeBody> body = bodyOf(mail, handle);
+    if (trim(headerOf(body.get(), "Content-ID"), "<> \t") != contentId) {
+      continue;
+    }
+    ComPtr<IStream> data;
+    checkHResult(body->GetData(mime::IET_BINARY, data.put()), kSource.at("host::pictureUrl"));
+    const std::string bytes = bytesOf(data.get());
+    const std::string type = toLowerAscii(headerOf(body.get(), "Content-Type"));
+    return bytes.empty() ? std::string() : "data:" + type.substr(0, type.find(';')) + ";base64," + encodeBase64(bytes);
+  }
+  return {};
+}
+
+std::optional<ItemText> itemTextOf(MemoryMessage* message) {
+  const MailFile file = writeMail(message, MailForm::Wire, nullptr);
+  const ComPtr<mime::IMimeMessage> mail = loadMail(file.mail.get());
+  for (const mime::HBODY handle : bodiesOf(mail.get())) {
+    for (const ItemType& type : kItemTypes) {
+      if (mail->IsContentType(handle, "text", type.subtype) != S_OK || MimeUtils::isBodyAttachment(mail.get(), handle)) {
+        continue;
+      }
+      // The text of a sticky note has its position and colour in it; people want its words.
+      if (std::string_view(type.subtype) == "x-stickynote") {
+        return ItemText{type.extension, mailText(mail.get(), mime::TXT_PLAIN)};
+      }
+      ComPtr<IStream> data;
+      checkHResult(bodyOf(mail.get(), handle)->GetData(mime::IET_UNICODE, data.put()), kSource.at("host::itemTextOf"));
+      return ItemText{type.extension, wideTextOf(data.get())};
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace nalvo::host
