@@ -36,8 +36,9 @@ for path in sorted(folder.rglob("*.vcf")):
             or run(nalvo, "to-mime", "--form", "store", item, "-o", back, "--force").returncode not in (0, 1)):
         refused += 1
         continue
-    part = email.message_from_bytes(back.read_bytes())
-    if part.get_content_type() != "text/x-vcard":
+    parts = email.message_from_bytes(back.read_bytes()).walk()  # a picture may stand beside the card
+    part = next((part for part in parts if part.get_content_type() == "text/x-vcard"), None)
+    if part is None:
         refused += 1
         continue
     cards += 1
