@@ -37,7 +37,8 @@ for path in sorted(folder.rglob("*.vcf")):
         refused += 1
         continue
     parts = email.message_from_bytes(back.read_bytes()).walk()  # a picture may stand beside the card
-    part = next((part for part in parts if part.get_content_type() == "text/x-vcard"), None)
+    part = next((part for part in parts if part.get_content_type() == "text/x-vcard"
+                 and part.get_content_disposition() != "attachment"), None)
     if part is None:
         refused += 1
         continue
