@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <string>
 
 #include "platform/text/text.h"
+#include "tests/support/cpu_time.h"
 
 using namespace nalvo;
 using namespace nalvo::mime;
@@ -133,9 +133,9 @@ TEST(AddressList, HostileTextCostsNoMoreThanItsLength) {
     while (text.size() < 1'000'000) {
       text += pattern;
     }
-    const auto start = std::chrono::steady_clock::now();
+    const double start = test::cpuSeconds();
     parseAddressList(text, nullptr);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << pattern;
+    EXPECT_LT(test::cpuSeconds() - start, 5.0) << pattern;
   }
 }
 
