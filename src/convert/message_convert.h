@@ -47,6 +47,9 @@ class MessageConvert : public BaseConvert<kMessageLevel> {
   bool isEncrypted() const;
   void setImapFlag(MimeFlag flag, bool value) const;
 
+  // Loads the stored header block, over which properties then write in place.
+  void setTransportMessageHeaders();
+
   // Fills the address table from the originators, recipients and reply-to list of `message` (null: of the run).
   void makeAddresses(IConvertMessage* message);
   void makeOneAddress(const OriginatorTags& tags, IConvertMessage* message, mime::AddressKind kind);
@@ -77,6 +80,8 @@ class MessageConvert : public BaseConvert<kMessageLevel> {
   void addRecipient(IConvertRecipient* recipient);
   void addReplyTo(IConvertMessage* message);
   void removeEmptyDate();
+  // Rows that a stored block lacks and that get a place at its end.
+  void movePredefinedHeadersToEnd(mime::IMimeHeaderTable* table);
   void prepareForAttachments(const std::deque<ComPtr<IConvertAttachment>>& attachments);
   void addAttachment(IConvertAttachment* attachment, IConvertMessage* message);
 };
@@ -105,6 +110,8 @@ class MessageConvert : public BaseConvert<kMessageLevel> {
 
   void setFlags();
   void setDates();
+  // Stores the header block.
+  void setTransportMessageHeader();
   void setSignedEncryptedMessageClass();
   void setImportance();
   void setCharset();

@@ -18,10 +18,6 @@ class NoteConvert : public MessageConvert {
   void mapiToMimeEnd();
 
  protected:
-  // Loads the stored header block, over which properties then write in place.
-  void setTransportMessageHeaders();
-  // Rows that a stored block lacks and that get a place at its end.
-  void movePredefinedHeadersToEnd(mime::IMimeHeaderTable* table);
   void setXMailer();
 
   // Makes the text bodies that the editor format calls for.
@@ -54,7 +50,6 @@ class NoteConvert : public MessageConvert {
 
  protected:
   void setFlags();
-  void setTransportMessageHeader();
   void setDispositionNotification();
   void setReportTag();
 };

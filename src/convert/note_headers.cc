@@ -25,8 +25,8 @@ ComPtr<mime::IMimeHeaderTable> rootHeaders(mime::IMimeMessage* message, const ch
 
 namespace toMime {
 
-void NoteConvert::setTransportMessageHeaders() {
-  constexpr const char* kWhere = "toMime::NoteConvert::setTransportMessageHeaders";
+void MessageConvert::setTransportMessageHeaders() {
+  constexpr const char* kWhere = "toMime::MessageConvert::setTransportMessageHeaders";
   // A message that goes out has no received headers.
   const bool goesOut = hasFlag(ToMimeFlags::ForSend) && !hasFlag(ToMimeFlags::ToAttachment);
   if (goesOut || !exists(PR_TRANSPORT_MESSAGE_HEADERS)) {
@@ -38,8 +38,8 @@ void NoteConvert::setTransportMessageHeaders() {
   movePredefinedHeadersToEnd(table.get());
 }
 
-void NoteConvert::movePredefinedHeadersToEnd(mime::IMimeHeaderTable* table) {
-  constexpr const char* kWhere = "toMime::NoteConvert::movePredefinedHeadersToEnd";
+void MessageConvert::movePredefinedHeadersToEnd(mime::IMimeHeaderTable* table) {
+  constexpr const char* kWhere = "toMime::MessageConvert::movePredefinedHeadersToEnd";
   for (const char* name : kPredefinedHeaders) {
     mime::HHEADERROW row = nullptr;
     const HRESULT found = table->FindFirst(name, &row);
@@ -96,8 +96,8 @@ void NoteConvert::setReportTag() {
   }
 }
 
-void NoteConvert::setTransportMessageHeader() {
-  constexpr const char* kWhere = "toMapi::NoteConvert::setTransportMessageHeader";
+void MessageConvert::setTransportMessageHeader() {
+  constexpr const char* kWhere = "toMapi::MessageConvert::setTransportMessageHeader";
   const ComPtr<mime::IMimeHeaderTable> table = rootHeaders(data().getMimeMessage(), kWhere);
   const ComPtr<IStream> block = openForWriting(PR_TRANSPORT_MESSAGE_HEADERS_A);
   checkHResult(table->Save(block.get(), 0), kSource.at(kWhere));

@@ -146,6 +146,28 @@ constexpr AddedNameRow kAddedNames[] = {
     {kCharsetSet, 0, u"Internet Charset Body", PT_BINARY, nullptr},
 };
 
+// --- Calendar items
+
+// Named properties that their text has no place for. A series that was edited meanwhile has other words.
+constexpr GUID kAppointmentSet{0x00062002, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+constexpr GUID kMeetingSet{0x6ED8DA90, 0x450B, 0x101B, {0x98, 0xDA, 0x00, 0xAA, 0x00, 0x3F, 0x13, 0x05}};
+constexpr std::int32_t kRecurrenceType = 0x8231;
+constexpr std::int32_t kRecurrencePattern = 0x8232;
+
+constexpr AddedNameRow kAddedToEvents[] = {
+    {kCommonSet, 0x851E, nullptr, PT_BOOLEAN, [] { return PropertyContent(false); }},              // has a sound
+    {kAppointmentSet, 0x8214, nullptr, PT_LONG, [] { return PropertyContent(std::int32_t{0}); }},  // colour
+    {kMeetingSet, 0x0001, nullptr, PT_SYSTIME, nullptr},                                           // critical change
+};
+
+bool isEvent(const PropertyBag& bag) {
+  constexpr std::u16string_view kClasses[] = {u"IPM.Appointment", u"IPM.Schedule.Meeting."};
+  const std::u16string messageClass = answered(bag, PR_MESSAGE_CLASS);
+  return std::any_of(std::begin(kClasses), std::end(kClasses), [&](std::u16string_view start) {
+    return equalsIgnoreCase(std::u16string_view(messageClass).substr(0, start.size()), start);
+  });
+}
+
 class Planner {
  public:
   explicit Planner(const MemoryMessage& message)
@@ -215,7 +237,15 @@ class Planner {
     } else if (workedOut_) {
       remove(layer_.values, bag_, PR_BODY, Guard::words(PR_BODY, *workedOut_));
     }
-    for (const AddedNameRow& row : kAddedNames) {
+    planNameRemovals(kAddedNames);
+    if (isEvent(bag_)) {
+      planNameRemovals(kAddedToEvents);
+    }
+  }
+
+  template <std::size_t N>
+  void planNameRemovals(const AddedNameRow (&rows)[N]) {
+    for (const AddedNameRow& row : rows) {
       const PropertyName name{row.set, row.name == nullptr ? MNID_ID : MNID_STRING, row.id,
                               row.name == nullptr ? std::u16string() : row.name};
       const std::uint16_t id = bag_.names().idOf(name, false);
@@ -229,7 +259,8 @@ class Planner {
   }
 
   std::optional<Guard> guardOf(ULONG tag, const PropertyRecord& record) {
-    if ((!hasTextForm(record.type) && record.type != PT_OBJECT) || hasOddTime(record) || isAmong(kDropped, tag)) {
+    if ((!hasTextForm(record.type) && record.type != PT_OBJECT) || hasOddTime(record) || isAmong(kDropped, tag) ||
+        isDroppedByEvents(tag)) {
       return Guard{Guard::Kind::Absent, 0, {}};
     }
     for (const StatedRow& row : kStated) {
@@ -262,6 +293,15 @@ class Planner {
       return Guard{Guard::Kind::Absent, 0, {}};
     }
     return std::nullopt;
+  }
+
+  // What an event has of no use to other readers.
+  bool isDroppedByEvents(ULONG tag) const {
+    const PropertyName* name = bag_.names().nameOf(static_cast<std::uint16_t>(propId(tag)));
+    const bool isDropped =
+        tag == PR_LAST_MODIFICATION_TIME ||
+        (name != nullptr && name->set == kAppointmentSet && (name->id == kRecurrencePattern || name->id == kRecurrenceType));
+    return isDropped && isEvent(bag_);
   }
 
   bool isCharsetBody(ULONG tag) const {

@@ -79,6 +79,34 @@ Headers headersOf(mime::IMimeMessage* mail) {
   return headers;
 }
 
+std::string textProp(mime::IMimeBody* body, mime::HeaderName name) {
+  ScopedPropVariant value(VT_LPWSTR);
+  return succeeded(body->GetProp(name, 0, &value)) && value.pwszVal != nullptr ? wideToUtf8(value.pwszVal) : std::string();
+}
+
+ComPtr<mime::IMimeBody> bindBody(mime::IMimeMessage* mail, mime::HBODY handle) {
+  ComPtr<mime::IMimeBody> body;
+  checkHResult(mail->BindToObject(handle, mime::IMimeBody::kIid, body.putVoid()), kSource.at("host::compareMails"));
+  return body;
+}
+
+// "text/calendar", in lower case.
+std::string typeOf(mime::IMimeBody* body) { return toLowerAscii(textProp(body, mime::HeaderId::ContentType)); }
+
+bool isItemType(std::string_view type) {
+  constexpr std::string_view kTypes[] = {"text/calendar", "text/vcard", "text/x-vcard", "text/x-vcard-dl",
+                                         "text/x-stickynote"};
+  return std::find(std::begin(kTypes), std::end(kTypes), type) != std::end(kTypes);
+}
+
+// Whether the mail is an item, and not one that has some attached.
+bool isItem(mime::IMimeMessage* mail) {
+  const std::vector<mime::HBODY> bodies = bodiesOf(mail);
+  return std::any_of(bodies.begin(), bodies.end(), [mail](mime::HBODY handle) {
+    return isItemType(typeOf(bindBody(mail, handle).get())) && !MimeUtils::isBodyAttachment(mail, handle);
+  });
+}
+
 // The first value of each header, as a rule asks for them, and the number of parts.
 Facts factsOf(mime::IMimeMessage* mail, const Headers& headers) {
   Facts facts;
@@ -88,6 +116,9 @@ Facts factsOf(mime::IMimeMessage* mail, const Headers& headers) {
   ULONG parts = 0;
   checkHResult(mail->CountBodies(mime::HBODY_ROOT, 0, &parts), kSource.at("host::compareMails"));
   facts.emplace(kPartsFact, std::to_string(parts));
+  if (isItem(mail)) {
+    facts.emplace(kItemFact, "yes");
+  }
   return facts;
 }
 
@@ -179,23 +210,19 @@ struct Attached {
   std::string type;  // "image/png", in lower case
   StreamDigest digest;
   ComPtr<IStream> mail;  // of an attached mail
+  bool item = false;     // a calendar or a card, or a mail that is one
   bool matched = false;
 };
 
-std::string textProp(mime::IMimeBody* body, mime::HeaderName name) {
-  ScopedPropVariant value(VT_LPWSTR);
-  return succeeded(body->GetProp(name, 0, &value)) && value.pwszVal != nullptr ? wideToUtf8(value.pwszVal) : std::string();
-}
-
 Attached attachedOf(mime::IMimeMessage* mail, mime::HBODY handle) {
-  constexpr const char* kWhere = "host::compareMails";
-  ComPtr<mime::IMimeBody> body;
-  checkHResult(mail->BindToObject(handle, mime::IMimeBody::kIid, body.putVoid()), kSource.at(kWhere));
+  const ComPtr<mime::IMimeBody> body = bindBody(mail, handle);
   ComPtr<IStream> data;
-  checkHResult(body->GetData(mime::IET_BINARY, data.put()), kSource.at(kWhere));
+  checkHResult(body->GetData(mime::IET_BINARY, data.put()), kSource.at("host::compareMails"));
+  const std::string type = typeOf(body.get());
   const bool isMail = mail->IsContentType(handle, "message", "rfc822") == S_OK;
-  return {textProp(body.get(), "att:filename"), toLowerAscii(textProp(body.get(), mime::HeaderId::ContentType)),
-          digestOf(data.get()), isMail ? data : ComPtr<IStream>()};
+  const StreamDigest digest = digestOf(data.get());
+  const bool holdsItem = isMail ? isItem(loadMail(data.get()).get()) : isItemType(type);
+  return {textProp(body.get(), "att:filename"), type, digest, isMail ? data : ComPtr<IStream>(), holdsItem};
 }
 
 std::vector<Attached> attachmentsOf(mime::IMimeMessage* mail) {
@@ -223,9 +250,8 @@ bool isAlternative(mime::IMimeMessage* mail, mime::HBODY body) {
 // Blanks and line ends alone.
 bool isBlank(mime::IMimeMessage* mail, mime::HBODY handle) {
   constexpr const char* kWhere = "host::compareMails";
-  ComPtr<mime::IMimeBody> body;
+  const ComPtr<mime::IMimeBody> body = bindBody(mail, handle);
   ComPtr<IStream> data;
-  checkHResult(mail->BindToObject(handle, mime::IMimeBody::kIid, body.putVoid()), kSource.at(kWhere));
   checkHResult(body->GetData(mime::IET_BINARY, data.put()), kSource.at(kWhere));
   char bytes[65];
   ULONG count = 0;
@@ -292,6 +318,8 @@ class AttachmentMatcher {
     match([](const Attached& a) { return a.mail && !a.name.empty() ? "mail " + a.name : std::string(); });
     match([](const Attached& a) { return a.mail ? "mail" : std::string(); });
     match([](const Attached& a) { return a.name.empty() ? std::string() : a.type + " " + a.name; });
+    match([](const Attached& a) { return a.item && !a.name.empty() ? "item " + a.name : std::string(); });
+    match([](const Attached& a) { return std::string(a.item ? "item" : ""); });
   }
   // Null for one that did not come back.
   const Attached* partnerOf(std::size_t i) const { return partners_[i]; }

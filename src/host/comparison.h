@@ -31,6 +31,8 @@ inline constexpr std::string_view kSignedTextFact = "signed text";
 inline constexpr std::string_view kPartsFact = "parts";
 inline constexpr std::string_view kAlternativeFact = "alternative";
 inline constexpr std::string_view kBlankFact = "blank";
+// Of a mail: whether it is a calendar item, a card or a note.
+inline constexpr std::string_view kItemFact = "item";
 
 struct Comparison {
   std::size_t compared = 0;

@@ -2,9 +2,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
-#include <nlohmann/json.hpp>
-#include <optional>
 
+#include "host/calendar_rules.h"
 #include "host/comparison.h"
 #include "host/digest.h"
 #include "mime/header_text.h"
@@ -17,33 +16,6 @@
 
 namespace nalvo::host {
 namespace {
-
-// What a row's condition looks at: the difference, and all values of the thing that it is in.
-struct Case {
-  const Difference& difference;
-  const Facts& old;
-  const Facts& now;
-
-  // A property as JSON, or a header; empty if there is none.
-  static std::string_view valueIn(const Facts& facts, std::string_view name) {
-    const auto found = facts.find(name);
-    return found == facts.end() ? std::string_view() : std::string_view(found->second);
-  }
-  std::string_view was(std::string_view name) const { return valueIn(old, name); }
-  std::string_view is(std::string_view name) const { return valueIn(now, name); }
-};
-
-std::string textOf(std::string_view json) {
-  const auto value = nlohmann::json::parse(json, nullptr, false);
-  return value.is_string() ? value.get<std::string>() : std::string();
-}
-
-std::optional<std::int64_t> numberOf(std::string_view json) {
-  const auto value = nlohmann::json::parse(json, nullptr, false);
-  return value.is_number_integer() ? std::optional(value.get<std::int64_t>()) : std::nullopt;
-}
-
-bool sameText(std::string_view a, std::string_view b) { return equalsIgnoreCase(textOf(a), textOf(b)); }
 
 // --- Values that are worked out
 
@@ -327,13 +299,9 @@ bool hasOneText(const Case& c) {
   return mediaType(c.difference.before) == "multipart/report" && startsWith(c.difference.after, "text/") &&
          c.was(kPartsFact) == "1";
 }
-// Calendars and cards are items of their own, not forms of a text.
+// Items are told by rules of their own.
 bool isOtherForm(const Case& c) {
-  const std::string& what = c.difference.what;
-  constexpr std::string_view kItems[] = {"calendar", "vcard", "stickynote"};
-  return !c.was(kAlternativeFact).empty() && what.starts_with("body text") &&
-         std::none_of(std::begin(kItems), std::end(kItems),
-                      [&](std::string_view item) { return what.find(item) != std::string::npos; });
+  return !c.was(kAlternativeFact).empty() && c.difference.what.starts_with("body text") && !calendar::isItemBody(c);
 }
 bool isBlankText(const Case& c) { return !c.was(kBlankFact).empty() && c.difference.what.starts_with("body text"); }
 // A delivery report is three parts; what else it held stays behind.
@@ -452,21 +420,7 @@ bool isNameWithoutPrefix(const Case& c) {
 }
 bool isSubjectOfList(const Case& c) { return isCard(c) && c.difference.after == c.is("PR_SUBJECT"); }
 // Midnight in the zone of another machine goes to the nearest one here.
-bool isSameDayElsewhere(const Case& c) {
-  const auto secondsOf = [](std::string_view json) -> std::int64_t {
-    int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
-    if (std::sscanf(textOf(json).c_str(), "%d-%d-%dT%d:%d:%d", &year, &month, &day, &hour, &minute, &second) != 6) {
-      return 0;
-    }
-    const auto number = [](int value) { return static_cast<std::uint16_t>(value); };
-    const auto time =
-        systemTimeToFileTime({number(year), number(month), 0, number(day), number(hour), number(minute), number(second), 0});
-    return time ? static_cast<std::int64_t>(ticksOf(*time) / 10'000'000) : 0;
-  };
-  constexpr std::int64_t kHalfDay = 12 * 3600;
-  const std::int64_t moved = secondsOf(c.difference.after) - secondsOf(c.difference.before);
-  return isContact(c) && moved >= -kHalfDay && moved <= kHalfDay;
-}
+bool isSameDayElsewhere(const Case& c) { return isContact(c) && isWithinHalfDay(c); }
 // One-off entries of members of a directory are made of their names and addresses.
 bool isSameCountOfMembers(const Case& c) {
   const auto before = nlohmann::json::parse(c.difference.before, nullptr, false);
@@ -523,6 +477,15 @@ constexpr std::string_view kListName = "the subject of a list is its name";
 constexpr std::string_view kProviders = "a contact tells which addresses it has";
 constexpr std::string_view kFiled = "a contact says how it is filed";
 constexpr std::string_view kDay = "a birthday is a day where the machine is";
+constexpr std::string_view kEventTimes = "the dates of an item follow from its start and end";
+constexpr std::string_view kEventDay = "a whole day begins at midnight where the machine is";
+constexpr std::string_view kSeries = "a value of a series goes with it";
+constexpr std::string_view kZone = "an item has its zone as the tables name it, or that of the machine";
+constexpr std::string_view kReminder = "a reminder is told by its distance and when it is next";
+constexpr std::string_view kMeeting = "a meeting message says what it asks for";
+constexpr std::string_view kItemText = "an item is told by its calendar or card alone, which is written anew";
+constexpr std::string_view kItemPeople = "the people of a meeting are those of its calendar";
+constexpr std::string_view kItemFile = "a calendar or a card that is attached becomes an item";
 constexpr std::string_view kPhoto = "the photo of a contact is told by its content id";
 
 constexpr RuleRow kRules[] = {
@@ -571,6 +534,28 @@ constexpr RuleRow kRules[] = {
     {Place::Message, "PR_SENSITIVITY", Kind::Made, followsFromPrivate, kPrivacy},
     {Place::Message, "PR_ALTERNATE_RECIPIENT_ALLOWED", Kind::Made, followsFromPrivate, kPrivacy},
     {Place::Message, "PR_RECIPIENT_REASSIGNMENT_PROHIBITED", Kind::Made, followsFromPrivate, kPrivacy},
+    // Appointments and meetings.
+    {Place::Message, "PidLidAppointmentStartWhole", Kind::Changed, calendar::isSameDayElsewhere, kEventDay},
+    {Place::Message, "PidLidAppointmentEndWhole", Kind::Changed, calendar::isSameDayElsewhere, kEventDay},
+    {Place::Message, "*", Kind::Made, calendar::isTimeOfEvent, kEventTimes},
+    {Place::Message, "PidLidAppointmentDuration", Kind::Made, calendar::isEvent, kEventTimes},
+    {Place::Message, "PidLidAttendeeCriticalChange", Kind::Added, calendar::isEvent, "a calendar says when it was made"},
+    {Place::Message, "PidLidRecurrenceType", Kind::Any, calendar::isOfNoSeries, kSeries},
+    {Place::Message, "PidLidRecurrencePattern", Kind::Lost, calendar::isEvent,
+     "the words for a series are those of its reader"},
+    {Place::Message, "PidLidAppointmentRecur", Kind::Changed, calendar::isSameSeries,
+     "a series is written anew, without what its exceptions say beside their times"},
+    {Place::Message, "PidLidTimeZoneStruct", Kind::Made, calendar::isSameClock, kZone},
+    {Place::Message, "PidLidTimeZoneDescription", Kind::Made, calendar::isEvent, kZone},
+    {Place::Message, "PidLidReminderSignalTime", Kind::Made, calendar::isUntoldReminder, kReminder},
+    {Place::Message, "PidLidReminderTime", Kind::Any, calendar::isUntoldReminder, kReminder},
+    {Place::Message, "PidLidReminderPlaySound", Kind::Added, calendar::saysNothing, kReminder},
+    {Place::Message, "PidLidReminderDelta", Kind::Added, calendar::saysNothing, kReminder},
+    {Place::Message, "PidLidAppointmentColor", Kind::Added, calendar::saysNothing, "an item has a colour, if only none"},
+    {Place::Message, "PidLidAppointmentSequence", Kind::Added, calendar::saysNothing, "an item has a number of its version"},
+    {Place::Message, "PR_TRANSPORT_MESSAGE_HEADERS", Kind::Added, calendar::isEvent, "a mail keeps its headers as they are"},
+    {Place::Message, "*", Kind::Made, calendar::isOfMeeting, kMeeting},
+    {Place::Recipient, "PR_RESPONSIBILITY", Kind::Added, nullptr, "who is asked to a meeting is told or not"},
     // Contacts and distribution lists.
     {Place::Message, "*", Kind::Lost, isEmptyInCard, kEmptyInCard},
     {Place::Message, "*", Kind::Changed, hasLostCarriageReturns, kLineFeeds},
@@ -629,6 +614,17 @@ constexpr RuleRow kRules[] = {
     {Place::Mail, "attachment name", Kind::Lost, isReport, kReportParts},
     {Place::Mail, "attachment", Kind::Lost, isReport, kReportParts},
     {Place::Mail, "attachment", Kind::Added, isEmptyHeaders, kReportParts},
+    {Place::Mail, "*", Kind::Lost, calendar::isBodyOfItem, kItemText},
+    {Place::Mail, "plain text", Kind::Any, calendar::isItem, kItemText},
+    {Place::Mail, "HTML", Kind::Any, calendar::isItem, kItemText},
+    {Place::Mail, "header Content-Type", Kind::Changed, calendar::isItem, kItemText},
+    {Place::Mail, "header Subject", Kind::Made, calendar::isItem, "the subject of an item is that of its calendar or card"},
+    {Place::Mail, "header From", Kind::Any, calendar::isItem, kItemPeople},
+    {Place::Mail, "header Sender", Kind::Any, calendar::isItem, kItemPeople},
+    {Place::Mail, "header To", Kind::Any, calendar::isItem, kItemPeople},
+    {Place::Mail, "header Cc", Kind::Any, calendar::isItem, kItemPeople},
+    {Place::Mail, "attachment", Kind::Changed, calendar::becomesItem, kItemFile},
+    {Place::Mail, "attachment type", Kind::Changed, calendar::becomesItem, kItemFile},
     {Place::Mail, "*", Kind::Lost, isOtherForm, "other forms of a text stay behind where one was taken"},
     {Place::Mail, "*", Kind::Lost, isBlankText, "a second text of blanks says nothing"},
     {Place::Mail, "attachment name", Kind::Added, nullptr, kNamed},

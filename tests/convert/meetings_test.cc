@@ -233,6 +233,30 @@ TEST(Meeting, NamesThePersonWhoActsByTheMailboxWhenNobodySays) {
 
 // --- Mails of others
 
+// The headers of the mail that brought it, which the calendar says nothing of.
+TEST(Meeting, KeepsTheHeadersOfItsMail) {
+  const std::string headers =
+      "Received: from a by b; Mon, 1 Apr 2024 12:00:00 +0000\n"
+      "From: Ann <ann@example.com>\nDate: Mon, 1 Apr 2024 12:00:00 +0000\nMessage-ID: <m1@example.com>\n";
+  ReceivedItem item(u"", headers +
+                             "Subject: Invitation: Plans\n"
+                             "Content-Type: multipart/alternative; boundary=b\n\n--b\n\nCome!\n--b\n"
+                             "Content-Type: text/calendar; method=REQUEST\n\n"
+                             "BEGIN:VCALENDAR\nMETHOD:REQUEST\nBEGIN:VEVENT\nUID:m1\nSUMMARY:Plans\n"
+                             "ORGANIZER;CN=Ann:mailto:ann@example.com\nDTSTART:20240506T090000Z\n"
+                             "END:VEVENT\nEND:VCALENDAR\n--b--\n");
+  EXPECT_EQ(item.text(PR_MESSAGE_CLASS), kRequest);
+  for (const DWORD word : {DWORD{0}, kToAttachment}) {
+    const std::string mail = item.write(word);
+    for (const char* row : {"Received: from a by b", "Date: Mon, 1 Apr 2024", "Message-ID: <m1@", "Subject: Plans"}) {
+      EXPECT_NE(mail.find(row), std::string::npos) << row << " in\n" << mail;
+    }
+    EXPECT_NE(mail.find("Content-Type: text/calendar;"), std::string::npos) << mail;
+    EXPECT_EQ(mail.find("multipart"), std::string::npos) << mail;
+  }
+  EXPECT_EQ(item.write(kForSend).find("Received"), std::string::npos);
+}
+
 TEST(Meeting, TakesPeopleOfTheHeadersWhenTheTextNamesNone) {
   const ReceivedItem meeting(u"", calendarMail("DTSTART:20240506T090000Z\n", "REQUEST"));
   EXPECT_EQ(meeting.text(PR_MESSAGE_CLASS), kRequest);

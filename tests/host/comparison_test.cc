@@ -20,6 +20,30 @@ TEST(Rules, AreAsNarrowAsTheirConditions) {
     host::Facts now;
     bool explained;
   };
+  constexpr const char* kNoon = "\"2024-05-06T12:00:00.0000000Z\"";
+  constexpr const char* kTwo = "\"2024-05-06T14:00:00.0000000Z\"";
+  const host::Facts event = {
+      {"PR_MESSAGE_CLASS", "\"IPM.Appointment\""}, {"PidLidReminderSet", "true"}, {"PidLidAppointmentStartWhole", kNoon}};
+  const host::Facts request = {{"PR_MESSAGE_CLASS", "\"IPM.Schedule.Meeting.Request\""}};
+  host::Facts wholeDay = event;
+  wholeDay["PidLidAppointmentSubType"] = "true";
+  host::Facts series = event;
+  series["PidLidRecurring"] = "true";
+  constexpr const char* kUtc = "{\"base64\":\"AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA\"}";
+  constexpr const char* kTokyo = "{\"base64\":\"5P3//wAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA\"}";
+  // Each week until a day. The second is as we write it; the third is of Mondays.
+  constexpr const char* kFridays =
+      "{\"base64\":"
+      "\"BDAEMAsgAQAAAMAhAAABAAAAAAAAACAAAAAhIAAANAAAAAAAAAAAAAAAAAAAAKDMOg0AsEINBjAAAAkwAADQAgAADAMAAAAAAAAAAAAA"
+      "AAA=\"}";
+  constexpr const char* kFridaysAnew =
+      "{\"base64\":"
+      "\"BDAEMAsgAQAAAAAAAAABAAAAAAAAACAAAAAhIAAACgAAAAEAAAAAAAAAAAAAAKDMOg0AsEINBjAAAAgwAADQAgAADAMAAAAAAAAAAAAA"
+      "AAA=\"}";
+  constexpr const char* kMondays =
+      "{\"base64\":"
+      "\"BDAEMAsgAQAAAAAAAAABAAAAAAAAAAIAAAAhIAAACgAAAAEAAAAAAAAAAAAAAKDMOg0AsEINBjAAAAgwAADQAgAADAMAAAAAAAAAAAAA"
+      "AAA=\"}";
   const Case kCases[] = {
       {"what a mail drops comes back, so it must", Place::Message, "PR_SENSITIVITY", "2", "", {}, {}, false},
       {"so do the fields of a recipient", Place::Recipient, "PR_BUSINESS_TELEPHONE_NUMBER", "\"1\"", "", {}, {}, false},
@@ -124,6 +148,38 @@ TEST(Rules, AreAsNarrowAsTheirConditions) {
        {{"header content-type", "multipart/signed; boundary=a"}},
        {{"header content-type", "text/plain"}},
        false},
+      {"a start that moved by two hours", Place::Message, "PidLidAppointmentStartWhole", kNoon, kTwo, {}, event, false},
+      {"a whole day that was made two hours off",
+       Place::Message,
+       "PidLidAppointmentStartWhole",
+       kNoon,
+       kTwo,
+       {},
+       wholeDay,
+       true},
+      {"a date beside the start", Place::Message, "PR_START_DATE", "", kNoon, {}, event, true},
+      {"a date beside no start", Place::Message, "PR_START_DATE", "", kTwo, {}, event, false},
+      {"a reminder that is on", Place::Message, "PidLidReminderSignalTime", kNoon, kTwo, {}, event, false},
+      {"a number of a version", Place::Message, "PidLidAppointmentSequence", "", "2", {}, event, false},
+      {"a zone of a series", Place::Message, "PidLidTimeZoneStruct", kTokyo, kUtc, {}, series, false},
+      {"a zone of one time", Place::Message, "PidLidTimeZoneStruct", kTokyo, kUtc, {}, event, true},
+      {"a series of others", Place::Message, "PidLidAppointmentRecur", kFridays, kFridaysAnew, {}, series, true},
+      {"a series of another day", Place::Message, "PidLidAppointmentRecur", kFridays, kMondays, {}, series, false},
+      {"a cut series", Place::Message, "PidLidAppointmentRecur", kFridays, "{\"base64\":\"BDAEMA==\"}", {}, series, false},
+      {"a request that asks", Place::Message, "PR_REPLY_REQUESTED", "", "true", {}, request, true},
+      {"a request that is private", Place::Message, "PidLidPrivate", "true", "false", {}, request, false},
+      {"a calendar of an item", Place::Mail, "body text/calendar", "x", "", {{"item", "yes"}}, {{"item", "yes"}}, true},
+      {"a calendar that is no item any more", Place::Mail, "body text/calendar", "x", "", {{"item", "yes"}}, {}, false},
+      {"a date of an item", Place::Mail, "header Date", "x", "", {{"item", "yes"}}, {{"item", "yes"}}, false},
+      {"a calendar file",
+       Place::Mail,
+       "attachment",
+       "\"a.ics\", text/calendar, 1",
+       "\"a.ics\", message/rfc822, 2",
+       {},
+       {},
+       true},
+      {"another file", Place::Mail, "attachment", "\"a.txt\", text/plain, 1", "\"a.txt\", message/rfc822, 2", {}, {}, false},
   };
   for (const Case& c : kCases) {
     SCOPED_TRACE(c.why);
@@ -155,6 +211,15 @@ TEST(MailComparison, LooksIntoAttachedMails) {
   EXPECT_EQ(result.changed[0].where, "attachment 0/message/attachment 0/message");
   EXPECT_EQ(result.changed[0].what, "header Subject");
   EXPECT_TRUE(result.lost.empty() && result.added.empty());
+}
+
+TEST(MailComparison, KnowsAnItemThatWasAFile) {
+  const std::string head = "Content-Type: multipart/mixed; boundary=b\n\n--b\n\ntext\n--b\n";
+  const host::Comparison result = host::compareMails(
+      mailOf(head + "Content-Type: text/calendar; name=a.ics\n\nBEGIN:VCALENDAR\n--b--\n").get(),
+      mailOf(head + "Content-Type: message/rfc822; name=a.ics\n\nContent-Type: text/calendar\n\nx\n--b--\n").get());
+  EXPECT_TRUE(result.whole());
+  EXPECT_EQ(result.explained.size(), 2U);  // content and type
 }
 
 TEST(MailComparison, FindsBodiesThatAreNeitherTextNorAttachment) {

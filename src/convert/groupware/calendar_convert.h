@@ -19,6 +19,7 @@ class CalendarConvert : public CalendarBaseConvert<CalendarConvert, mail::VEvent
 
   PartTags getPartTags(IConvertMessage* message) const override;
 
+  void mapiToMimeStart();
   void onProp(ULONG tag);
   void mapiToMimeEnd();
 
@@ -38,6 +39,7 @@ class CalendarConvert : public CalendarBaseConvert<CalendarConvert, mail::VEvent
   void onColor(ULONG tag);
   void onSubject(ULONG tag);
   void onImportance(ULONG tag);
+  void onHeaders(ULONG tag);
 
   void keepIfEmpty(ULONG tag, std::string_view text);
   void keepOtherSender();

@@ -1,8 +1,10 @@
 #include "convert/groupware/calendar_values.h"
 
+#include <algorithm>
 #include <cstring>
 #include <iterator>
 
+#include "diagnostics/hresult_exception.h"
 #include "mail/calendar.h"
 #include "mail/windows_zone.h"
 #include "platform/com/guid.h"
@@ -28,6 +30,16 @@ const ImportanceRow& rowOf(std::uint32_t importance) {
   return kImportances[0];
 }
 
+struct BusyRow {
+  std::uint32_t busy;  // PidLidBusyStatus
+  mail::BusyStatus status;
+};
+// The first row answers for what is not known.
+constexpr BusyRow kBusyStatuses[] = {{2, mail::BusyStatus::Busy},
+                                     {3, mail::BusyStatus::OutOfOffice},
+                                     {1, mail::BusyStatus::Tentative},
+                                     {0, mail::BusyStatus::Free}};
+
 // How an id begins that was made for a calendar item.
 constexpr char kArrayId[] = "\x04\x00\x00\x00\x82\x00\xE0\x00\x74\xC5\xB7\x10\x1A\x82\xE0\x08";
 constexpr std::size_t kArrayIdSize = sizeof kArrayId - 1;
@@ -43,6 +55,18 @@ std::uint32_t importanceOfPriority(int priority) { return priority == 1 ? 2 : pr
 
 std::uint32_t mapiPriorityOfImportance(std::uint32_t importance) {
   return static_cast<std::uint32_t>(rowOf(importance).mapiPriority);
+}
+
+mail::BusyStatus statusOfBusy(std::uint32_t busy) {
+  const auto* row =
+      std::find_if(std::begin(kBusyStatuses), std::end(kBusyStatuses), [&](const BusyRow& r) { return r.busy == busy; });
+  return row == std::end(kBusyStatuses) ? kBusyStatuses[0].status : row->status;
+}
+
+std::uint32_t busyOfStatus(mail::BusyStatus status) {
+  const auto* row =
+      std::find_if(std::begin(kBusyStatuses), std::end(kBusyStatuses), [&](const BusyRow& r) { return r.status == status; });
+  return row == std::end(kBusyStatuses) ? kBusyStatuses[0].busy : row->busy;
 }
 
 std::string makeGlobalObjectId(std::string_view searchKey) {
@@ -77,6 +101,11 @@ mail::DateTime instantOfDay(const mail::DateTime& date) {
   }
   const SYSTEMTIME midnight = mail::DateTimeUtils::wallClockSystemTime(date);
   return mail::DateTime::fromSystemTime(mail::DateTimeUtils::localToGmt(midnight, true, nullptr));
+}
+
+bool isSentMail(mime::IMimeMessage* message) {
+  ScopedPropVariant date(VT_LPSTR);
+  return succeeded(message->GetProp(mime::HeaderId::Date, 0, &date)) && date.pszVal != nullptr && *date.pszVal != '\0';
 }
 
 }  // namespace nalvo
