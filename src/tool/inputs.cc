@@ -152,7 +152,7 @@ class Collector {
       return;
     }
     if (mails.empty()) {
-      addFailure(path, "no calendar or card in it");
+      addFailure(path, "no event, task, journal entry or card in it");
     }
     for (std::size_t i = 0; i < mails.size(); ++i) {
       const std::string number = mails.size() == 1 ? std::string() : std::to_string(i + 1);

@@ -40,7 +40,7 @@ class Teller {
 
  private:
   static constexpr std::size_t kLabelWidth = 13;
-  static constexpr std::size_t kNameWidth = 36;
+  static constexpr std::size_t kNameWidth = 41;
   static constexpr std::size_t kIndent = 2;
 
   void properties(const std::string& title, const Json& list, std::size_t depth) {

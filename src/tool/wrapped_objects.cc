@@ -19,6 +19,8 @@ using mail::Component;
 
 constexpr std::string_view kCard = "VCARD";
 constexpr std::string_view kCalendar = "VCALENDAR";
+// In the order of the search; those behind the first two are parts of a calendar, which some files hold without one.
+constexpr std::string_view kObjects[] = {kCard, kCalendar, "VEVENT", "VTODO", "VJOURNAL", "VTIMEZONE"};
 
 constexpr SourceFile kSource{".\\WrappedObjects"};
 
@@ -171,6 +173,7 @@ std::vector<std::string> wrapObjects(IStream* stream) {
     text.erase(0, kByteOrderMark.size());
   }
   std::vector<std::string> mails;
+  std::string bare;       // what stands outside a calendar and would belong into one
   std::string_view type;  // of the object that is open
   std::size_t begin = 0;
   std::size_t end = 0;
@@ -180,13 +183,15 @@ std::vector<std::string> wrapObjects(IStream* stream) {
       mails.push_back(mailOf("text/x-vcard", cardWithoutGroups(object)));
     } else if (type == kCalendar) {
       wrapCalendar(object, mails);
+    } else if (!type.empty()) {
+      bare += object;
     }
     type = {};
   };
   Lines lines(text);
   for (std::string_view line; lines.next(line);) {
     end += line.size();
-    for (const std::string_view wanted : {kCard, kCalendar}) {
+    for (const std::string_view wanted : kObjects) {
       if (type.empty() && isLine(line, "BEGIN:" + std::string(wanted))) {
         type = wanted;
         begin = end - line.size();
@@ -196,6 +201,9 @@ std::vector<std::string> wrapObjects(IStream* stream) {
     }
   }
   wrap();  // what was cut off
+  if (!bare.empty()) {
+    wrapCalendar("BEGIN:VCALENDAR\r\nVERSION:2.0\r\n" + bare + "\r\nEND:VCALENDAR\r\n", mails);
+  }
   return mails;
 }
 

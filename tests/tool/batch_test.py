@@ -85,13 +85,14 @@ class Batch(unittest.TestCase):
         event = "BEGIN:VEVENT\r\nUID:{}\r\nSUMMARY:{}\r\nDTSTART:20200302T100000Z\r\nEND:VEVENT\r\n"
         self.given("in/cal.ics", "\ufeffBEGIN:VCALENDAR\r\nVERSION:2.0\r\n" + event.format(1, "one") + event.format(2, "two") +
                    event.format(1, "again") + "END:VCALENDAR\r\n")
+        self.given("in/bare.ics", event.format(3, "bare") + event.format(4, "more") + event.format(3, "again"))
         self.given("in/empty.ics", "BEGIN:VCALENDAR\nVERSION:2.0\nEND:VCALENDAR\n")
         done = run("to-mapi", "-o", self.path / "out", self.path / "in")
         self.assertEqual(done.returncode, 1)
-        self.assertIn(b"empty.ics: no calendar or card in it\n", done.stderr)
-        self.assertEqual(self.made(), ["cal-1.msg", "cal-2.msg", "two-1.msg", "two-2.msg"])
+        self.assertIn(b"empty.ics: no event, task, journal entry or card in it\n", done.stderr)
+        self.assertEqual(self.made(), ["bare-1.msg", "bare-2.msg", "cal-1.msg", "cal-2.msg", "two-1.msg", "two-2.msg"])
         self.assertEqual([p["PR_MESSAGE_CLASS"] for p in properties(*[self.path / "out" / f for f in self.made()])],
-                         ["IPM.Appointment", "IPM.Appointment", "IPM.Contact", "IPM.Contact"])
+                         4 * ["IPM.Appointment"] + 2 * ["IPM.Contact"])
 
     def test_what_can_not_be_read_fails_alone(self):
         self.given("in/good.eml", "Subject: x\n\n")
