@@ -15,10 +15,11 @@ constexpr ULONG kFirstNamedId = 0x8000;
 // A small text must not become a large tree.
 constexpr std::size_t kMostThings = 1U << 20;
 
-const PropertyName& carriedName() {
-  static const PropertyName kName{
-      {0x3D4C1F0A, 0x92B7, 0x4E65, {0xA1, 0x58, 0x6E, 0x0D, 0x2F, 0x93, 0xC4, 0x7B}}, MNID_STRING, 0, u"Carried"};
-  return kName;
+const PropertyName& carriedName(CarriedFor whom) {
+  constexpr GUID kSet{0x3D4C1F0A, 0x92B7, 0x4E65, {0xA1, 0x58, 0x6E, 0x0D, 0x2F, 0x93, 0xC4, 0x7B}};
+  static const PropertyName kItself{kSet, MNID_STRING, 0, u"Carried"};
+  static const PropertyName kHolder{kSet, MNID_STRING, 0, u"Carried of holder"};
+  return whom == CarriedFor::Itself ? kItself : kHolder;
 }
 
 [[noreturn]] void raiseCorrupt() { throwHResult(MAPI_E_CORRUPT_DATA, kSource.at("host::decodeCarried")); }
@@ -162,8 +163,8 @@ class Decoder {
   std::size_t things_ = 0;
 };
 
-std::optional<PropertyRecord> takeRecord(MemoryMessage& message) {
-  const std::uint16_t id = message.bag().names().idOf(carriedName(), false);
+std::optional<PropertyRecord> takeRecord(MemoryMessage& message, CarriedFor whom) {
+  const std::uint16_t id = message.bag().names().idOf(carriedName(whom), false);
   return id == 0 ? std::nullopt : message.bag().take(propTag(PT_BINARY, id));
 }
 
@@ -205,19 +206,22 @@ std::optional<Carried> decodeCarried(std::string_view bytes) {
   }
 }
 
-void giveCarried(MemoryMessage& message, const Carried& carried) {
-  const std::uint16_t id = message.bag().names().idOf(carriedName(), true);
+void giveCarried(MemoryMessage& message, const Carried& carried, CarriedFor whom) {
+  const std::uint16_t id = message.bag().names().idOf(carriedName(whom), true);
   if (id == 0) {
     throwHResult(MAPI_E_TOO_BIG, kSource.at("host::giveCarried"), "too many named properties");
   }
   message.bag().restore(propTag(PT_BINARY, id), {PT_BINARY, encode(carried)});
 }
 
-std::optional<Carried> takeCarried(MemoryMessage& message) {
-  const std::optional<PropertyRecord> record = takeRecord(message);
+std::optional<Carried> takeCarried(MemoryMessage& message, CarriedFor whom) {
+  const std::optional<PropertyRecord> record = takeRecord(message, whom);
   return record && contentSize(*record) <= kLargestCarried ? decodeCarried(bytesOf(*record)) : std::nullopt;
 }
 
-void dropCarried(MemoryMessage& message) { takeRecord(message); }
+void dropCarried(MemoryMessage& message) {
+  takeRecord(message, CarriedFor::Itself);
+  takeRecord(message, CarriedFor::Holder);
+}
 
 }  // namespace nalvo::host

@@ -96,16 +96,19 @@ using Pairing = std::vector<std::optional<std::size_t>>;
 Pairing pair(const std::vector<std::vector<std::string>>& wanted, const std::vector<std::vector<std::string>>& there);
 
 // What is known to be dropped or altered on the way, from the message alone. `message` is not looked into for messages that
-// are attached to it.
-CarriedLayer planCarried(const MemoryMessage& message);
+// are attached to it; `holder` is the one that it is one mail with, null for none.
+CarriedLayer planCarried(const MemoryMessage& message, const MemoryMessage* holder = nullptr);
 
 // Puts back what `carried` holds.
 void apply(const Carried& carried, MemoryMessage& message);
 
+// Whose values they are: those of the message, or of the one that holds it and is one mail with it.
+enum class CarriedFor : std::uint8_t { Itself, Holder };
+
 // The property itself. `takeCarried` removes it from the message and answers what it held; no value for one that is not
-// there or can't be read.
-void giveCarried(MemoryMessage& message, const Carried& carried);
-std::optional<Carried> takeCarried(MemoryMessage& message);
+// there or can't be read. `dropCarried` removes those of both.
+void giveCarried(MemoryMessage& message, const Carried& carried, CarriedFor whom = CarriedFor::Itself);
+std::optional<Carried> takeCarried(MemoryMessage& message, CarriedFor whom = CarriedFor::Itself);
 void dropCarried(MemoryMessage& message);
 
 }  // namespace nalvo::host

@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include "host/carried.h"
+#include "host/carried_tasks.h"
 #include "host/carried_value.h"
 #include "host/hidden_values.h"
 #include "host/msg_layout.h"
@@ -173,7 +174,7 @@ class Planner {
   explicit Planner(const MemoryMessage& message)
       : message_(message), bag_(message.bag()), workedOut_(workedOutBody(message)) {}
 
-  CarriedLayer plan() {
+  CarriedLayer plan(const MemoryMessage* holder) {
     for (const ULONG tag : bag_.tags()) {
       const PropertyRecord& record = *bag_.findListed(tag);
       if (const std::optional<Guard> guard = guardOf(tag, record)) {
@@ -198,6 +199,7 @@ class Planner {
     for (const auto& attachment : message_.parts().attachments) {
       addAttachment(*attachment);
     }
+    planTask(message_, holder, layer_);
     return std::move(layer_);
   }
 
@@ -373,6 +375,6 @@ class Planner {
 
 }  // namespace
 
-CarriedLayer planCarried(const MemoryMessage& message) { return Planner(message).plan(); }
+CarriedLayer planCarried(const MemoryMessage& message, const MemoryMessage* holder) { return Planner(message).plan(holder); }
 
 }  // namespace nalvo::host

@@ -1,8 +1,10 @@
 #include "host/mail.h"
 
 #include <algorithm>
+#include <map>
 
 #include "diagnostics/hresult_exception.h"
+#include "host/carried_tasks.h"
 #include "host/exact_mail.h"
 #include "host/hidden_values.h"
 #include "host/host_allocator.h"
@@ -129,7 +131,13 @@ class CarriedScope {
   void give(const CarriedTree& tree) {
     for (MemoryMessage* message : messages_) {
       const auto carried = tree.find(message);
-      if (carried != tree.end()) {
+      if (carried == tree.end()) {
+        continue;
+      }
+      // A request is no mail of its own.
+      if (MemoryMessage* task = taskWithin(*message)) {
+        giveCarried(*task, carried->second, CarriedFor::Holder);
+      } else {
         giveCarried(*message, carried->second);
       }
     }
@@ -141,8 +149,12 @@ class CarriedScope {
   }
   CarriedTree plan() const {
     CarriedTree tree;
+    std::map<const MemoryMessage*, const MemoryMessage*> holders;
     for (const MemoryMessage* message : messages_) {
-      if (CarriedLayer layer = planCarried(*message); !layer.empty()) {
+      if (const MemoryMessage* task = taskWithin(*message)) {
+        holders[task] = message;
+      }
+      if (CarriedLayer layer = planCarried(*message, holders[message]); !layer.empty()) {
         tree[message].push_back(std::move(layer));
       }
     }
@@ -157,7 +169,10 @@ class CarriedScope {
 void putBackCarried(MemoryMessage& message, bool trustOuter, bool trustInner) {
   const std::vector<MemoryMessage*> messages = messagesOf(message);
   for (auto one = messages.rbegin(); one != messages.rend(); ++one) {
-    const std::optional<Carried> carried = takeCarried(**one);
+    const std::optional<Carried> own = takeCarried(**one);
+    const std::optional<Carried> ofHolder = takeCarried(**one, CarriedFor::Holder);
+    // What travels of a task is put on the request as well.
+    const std::optional<Carried>& carried = taskWithin(**one) != nullptr ? ofHolder : own;
     if (carried && (*one == &message ? trustOuter : trustInner)) {
       apply(*carried, **one);
     }

@@ -128,7 +128,12 @@ void TaskConvert::onDateCompleted(ULONG tag) {
 
 void TaskConvert::onPrivate(ULONG tag) { storePrivate(tag, object()); }
 
-void TaskConvert::onVersion(ULONG tag) { object().setSequence(static_cast<int>(getULong(tag))); }
+void TaskConvert::onVersion(ULONG tag) {
+  object().setSequence(static_cast<int>(getULong(tag)));
+  if (hasFlag(ToMimeFlags::EmbedAsNormal)) {
+    storeAnnotation(tag);  // Who gets the text of a request counts one on.
+  }
+}
 
 void TaskConvert::onKeywords(ULONG /*tag*/) { makeCategories(object()); }
 
