@@ -47,6 +47,12 @@ SPropValue valueOf(ULONG tag) {
 
 void write(IConvertObject* object, const SPropValue& value) { detail::setPropInternal(object->setProp(&value)); }
 
+std::u16string withoutNulls(std::u16string_view text) {
+  std::u16string result(text);
+  std::erase(result, u'\0');
+  return result;
+}
+
 bool isText(ULONG tag) { return propType(tag) == PT_STRING8 || propType(tag) == PT_UNICODE; }
 bool isMultiText(ULONG tag) { return propType(tag) == PT_MV_STRING8 || propType(tag) == PT_MV_UNICODE; }
 
@@ -189,7 +195,7 @@ void setAnsiString(IConvertObject* object, ULONG tag, std::string_view text) {
 
 void setUnicode(IConvertObject* object, ULONG tag, std::u16string_view text) {
   checkArguments(object, isText(tag), "MapiPropUtils::setUnicode");
-  std::u16string terminated(text);
+  std::u16string terminated = withoutNulls(text);
   SPropValue value = valueOf(changePropType(tag, PT_UNICODE));
   value.Value.lpszW = terminated.data();
   write(object, value);
@@ -227,9 +233,11 @@ void setMultiBin(IConvertObject* object, ULONG tag, std::span<const std::string>
 
 void setMultiUnicode(IConvertObject* object, ULONG tag, std::span<const std::u16string> values) {
   checkArguments(object, isMultiText(tag) && !values.empty(), "MapiPropUtils::setMultiUnicode");
+  std::vector<std::u16string> terminated;
+  terminated.reserve(values.size());
   std::vector<char16_t*> texts;
   for (const std::u16string& text : values) {
-    texts.push_back(const_cast<char16_t*>(text.c_str()));
+    texts.push_back(terminated.emplace_back(withoutNulls(text)).data());
   }
   SPropValue value = valueOf(changePropType(tag, PT_MV_UNICODE));
   value.Value.MVszW = {static_cast<ULONG>(texts.size()), texts.data()};

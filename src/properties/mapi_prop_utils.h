@@ -42,6 +42,7 @@ void setSysTime(IConvertObject* object, ULONG tag, const SYSTEMTIME& value);
 void setBinary(IConvertObject* object, ULONG tag, const void* bytes, ULONG count);
 void setBinary(IConvertObject* object, ULONG tag, std::string_view bytes);
 void setAnsiString(IConvertObject* object, ULONG tag, std::string_view value);
+// A null character ends a text for those who read it, so here and below none is written, and what stands behind one stays.
 void setUnicode(IConvertObject* object, ULONG tag, std::u16string_view value);
 void setUnicodeIfNotEmpty(IConvertObject* object, ULONG tag, std::u16string_view value);
 // A text that is no UTF-8 is written as an empty one.

@@ -201,6 +201,8 @@ TEST_F(PropUtils, TextsGoOutWide) {
   EXPECT_EQ(object->asked, PR_MESSAGE_CLASS);
   MapiPropUtils::setUtf8(object.get(), PR_SUBJECT, "\xC3\xA4");
   EXPECT_EQ(object->text, u"ä");
+  MapiPropUtils::setUtf8(object.get(), PR_SUBJECT, std::string_view("\0a\0b", 4));
+  EXPECT_EQ(object->text, u"ab") << "a null character would end it";
   MapiPropUtils::setUtf8(object.get(), PR_SUBJECT, "\xC3");
   EXPECT_EQ(object->text, u"") << "what is no UTF-8 is an empty text";
   MapiPropUtils::setAnsiString(object.get(), PR_EMAIL_ADDRESS, "x");
