@@ -45,15 +45,43 @@ TEST(StickyNote, ReadsAPositionThatIsNotSetAsTheUsualOne) {
 }
 
 TEST(StickyNote, KeepsATextThatItsOwnFormCuts) {
-  Item note(u"IPM.StickyNote");
-  const std::u16string text(mail::StickyNote::kMostText + 100, u'x');
-  note.set(PR_BODY, text);
-  const std::string mail = note.write();
-  EXPECT_EQ(Item(note, mail).text(PR_BODY), text);
-  // Somebody else changed it.
-  std::string edited = mail;
-  edited.replace(edited.find("TEXT:x"), 6, "TEXT:y");
-  EXPECT_EQ(Item(note, edited).text(PR_BODY).size(), mail::StickyNote::kMostText);
+  for (const char16_t* start : {u"x", u"x\r\n", u"  x"}) {
+    Item note(u"IPM.StickyNote");
+    const std::u16string text = start + std::u16string(mail::StickyNote::kMostText + 100, u'x');
+    note.set(PR_BODY, text);
+    const std::string mail = note.write();
+    EXPECT_EQ(Item(note, mail).text(PR_BODY), text);
+    // Somebody else changed it.
+    std::string edited = mail;
+    edited.replace(edited.find("TEXT:") + 5, 3, "yyy");
+    EXPECT_LT(Item(note, edited).text(PR_BODY).size(), mail::StickyNote::kMostText + 10);
+  }
+}
+
+TEST(Items, KeepTextsThatTheirFormWouldChange) {
+  for (const char16_t* text : {u" x", u"\tx\ny", u"  ", u"a =?utf-8?Q?b?= c", u"a\nb\rc"}) {
+    for (const char16_t* messageClass : {u"IPM.StickyNote", u"IPM.Activity", u"IPM.Contact", u"IPM.DistList"}) {
+      Item item(messageClass);
+      const std::u16string line = std::u16string(text).substr(0, std::u16string_view(text).find(u'\n'));
+      for (const ULONG tag : {PR_SUBJECT, PR_DISPLAY_NAME}) {
+        item.set(tag, line);
+      }
+      item.set(PR_BODY, std::u16string(text));
+      const std::vector<std::u16string> categories{line, u"a, b"};
+      item.set(named::kKeywords, categories);
+      const std::string mail = item.write();
+      const Item back(item, mail);
+      EXPECT_EQ(back.text(PR_SUBJECT), line) << mail;
+      EXPECT_EQ(back.text(PR_BODY), text) << mail;
+      EXPECT_EQ(back.get<std::vector<std::u16string>>(back.tagOf(named::kKeywords)), categories) << mail;
+    }
+  }
+  // What somebody else wrote counts.
+  Item entry(u"IPM.Activity");
+  entry.set(PR_SUBJECT, std::u16string(u" x"));
+  std::string edited = entry.write();
+  edited.replace(edited.find("SUMMARY: x"), 10, "SUMMARY:z");
+  EXPECT_EQ(Item(entry, edited).text(PR_SUBJECT), u"z");
 }
 
 TEST(StickyNote, IsSentWithBodiesForPeople) {

@@ -40,7 +40,7 @@ class ContactConvert : public GroupwareBaseConvert<ContactConvert, mail::VCard> 
   ULONG tagOf(const NamedProperty& property) const { return GroupwareBaseConvert::tagOf(property); }
   ULONG tagOf(const PropertyKey& key) const { return key.tagOn(data().getMapiMessage(), data()); }
   // Empty if there is none.
-  std::string textOf(ULONG tag) const { return exists(tag) ? getUtf8(tag) : std::string(); }
+  std::string textOf(ULONG tag) { return exists(tag) ? getUtf8(tag) : std::string(); }
 
   void storePhones();
   void storeEmails();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "mail/content_sources.h"
 #include "mime/mime_utils.h"
 #include "platform/text/code_pages.h"
 #include "platform/text/text.h"
@@ -53,6 +54,45 @@ std::string getUtf8Text(IConvertMessage* message, IMapiAllocator* allocator) {
   std::string text(streamUtils::getStreamSize(narrow.get()), '\0');
   streamUtils::detail::readData(narrow.get(), text.data(), static_cast<std::uint32_t>(text.size()));
   return text;
+}
+
+namespace {
+
+bool isBareReturn(std::string_view text, std::size_t at) { return text[at] == '\r' && text.substr(at + 1, 1) != "\n"; }
+
+bool hasBareReturn(std::string_view text) {
+  std::size_t at = text.find('\r');
+  while (at != std::string_view::npos && !isBareReturn(text, at)) {
+    at = text.find('\r', at + 1);
+  }
+  return at != std::string_view::npos;
+}
+
+std::string withoutBareReturns(std::string text) {
+  for (std::size_t at = text.find('\r'); at != std::string::npos; at = text.find('\r', at + 1)) {
+    if (isBareReturn(text, at)) {
+      text[at] = '\n';
+    }
+  }
+  return text;
+}
+
+}  // namespace
+
+bool isFragile(std::string_view text) {
+  constexpr std::string_view kWordStart = "=?";
+  return text.starts_with(' ') || text.starts_with('\t') || text.find(kWordStart) != std::string_view::npos ||
+         hasBareReturn(text);
+}
+
+std::string rereadText(std::string_view text) { return mail::rereadValue(withoutBareReturns(std::string(text))); }
+
+std::vector<std::string> rereadCategories(const std::vector<std::string>& categories) {
+  constexpr std::string_view kName = "CATEGORIES";
+  mail::VCard object;
+  object.setCategories(categories);
+  object.setProperty(kName, mail::rereadValue(object.getProperty(kName)));
+  return object.getCategories();
 }
 
 std::string groupwareIdText(std::string_view bytes) {
@@ -128,11 +168,32 @@ mime::HBODY findBodyPart(mime::IMimeMessage* message, const char* subType) {
 
 namespace toMime {
 
-std::string GroupwareBaseConvertHelper::getUtf8(ULONG tag) const { return wideToUtf8(getUnicode(tag)); }
+void GroupwareBaseConvertHelper::storeIfFragile(ULONG tag, std::string_view text) {
+  if (detail::isFragile(text)) {
+    storeAnnotation(tag);
+  }
+}
 
-void GroupwareBaseConvertHelper::makeCategories(mail::VBase& object) const {
-  object.setCategories(
-      MapiPropUtils::propMultiUtf8(data().getMapiMessage(), tagOf(named::kKeywords), data().getAllocator()));
+std::string GroupwareBaseConvertHelper::getUtf8(ULONG tag) {
+  std::string text = wideToUtf8(getUnicode(tag));
+  storeIfFragile(tag, text);
+  return detail::withoutBareReturns(std::move(text));
+}
+
+std::string GroupwareBaseConvertHelper::takeUtf8Text() {
+  std::string text = getUtf8Text();
+  storeIfFragile(PR_BODY, text);
+  return detail::withoutBareReturns(std::move(text));
+}
+
+void GroupwareBaseConvertHelper::makeCategories(mail::VBase& object) {
+  const ULONG tag = tagOf(named::kKeywords);
+  const std::vector<std::string> categories =
+      MapiPropUtils::propMultiUtf8(data().getMapiMessage(), tag, data().getAllocator());
+  if (detail::rereadCategories(categories) != categories) {
+    storeAnnotation(tag);
+  }
+  object.setCategories(categories);
 }
 
 void GroupwareBaseConvertHelper::storePrivate(ULONG tag, mail::VBase& object) const {
@@ -239,6 +300,17 @@ void GroupwareBaseConvertHelper::findAndLoadGroupwareBody(const GroupwareBody& t
   }
 }
 
+void GroupwareBaseConvertHelper::setUtf8(ULONG tag, std::string_view text) const {
+  if (exists(tag)) {
+    const std::string restored =
+        tag == PR_BODY ? detail::getUtf8Text(data().getMapiMessage(), data().getAllocator()) : wideToUtf8(getUnicode(tag));
+    if (detail::isFragile(restored) && detail::rereadText(restored) == text) {
+      return;
+    }
+  }
+  MapiPropUtils::setUtf8(data().getMapiMessage(), tag, text);
+}
+
 void GroupwareBaseConvertHelper::setUtf8IfNotEmpty(ULONG tag, std::string_view text) const {
   if (!text.empty()) {
     setUtf8(tag, text);
@@ -251,13 +323,19 @@ void GroupwareBaseConvertHelper::setBodyText(std::string_view text) {
 }
 
 void GroupwareBaseConvertHelper::setCategories(const mail::VBase& object) const {
+  const ULONG tag = tagOf(named::kKeywords);
+  IConvertMessage* message = data().getMapiMessage();
+  const std::vector<std::string> told = object.getCategories();
+  // As with texts, those that came back in the annotations count if these are what became of them.
+  if (told.empty() ||
+      (exists(tag) && detail::rereadCategories(MapiPropUtils::propMultiUtf8(message, tag, data().getAllocator())) == told)) {
+    return;
+  }
   std::vector<std::u16string> categories;
-  for (const std::string& category : object.getCategories()) {
+  for (const std::string& category : told) {
     categories.push_back(utf8ToWide(category));
   }
-  if (!categories.empty()) {
-    MapiPropUtils::setMultiUnicode(data().getMapiMessage(), tagOf(named::kKeywords), categories);
-  }
+  MapiPropUtils::setMultiUnicode(message, tag, categories);
 }
 
 void GroupwareBaseConvertHelper::setPrivate(const mail::VBase& object) const {

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "convert/groupware/property_rows.h"
 #include "convert/message_convert.h"
@@ -47,6 +48,13 @@ std::string getUtf8Text(IConvertMessage* message, IMapiAllocator* allocator);
 std::string groupwareIdText(std::string_view bytes);
 // The bytes whose text this is. A text that no bytes have stands for itself.
 std::string groupwareIdBytes(std::string_view text);
+// Whether a calendar, card or note would give back another text than this, CR LF aside. Such a text travels in the
+// annotations as well, and the one from there counts as long as the other is what became of it.
+bool isFragile(std::string_view text);
+// What such a text becomes. A carriage return alone ends a line.
+std::string rereadText(std::string_view text);
+// The same for categories, of which one may hold a comma: what they become.
+std::vector<std::string> rereadCategories(const std::vector<std::string>& categories);
 [[noreturn]] void throwNoServerObject();
 
 }  // namespace detail
@@ -85,9 +93,12 @@ class GroupwareBaseConvertHelper : public MessageConvert {
 
   // The text of a binary property.
   std::string getGroupwareId(ULONG tag) const { return detail::groupwareIdText(getBinary(tag)); }
-  std::string getUtf8(ULONG tag) const;
+  void storeIfFragile(ULONG tag, std::string_view text);
+  // These two do so. A carriage return alone becomes a line feed, for the object would drop it.
+  std::string getUtf8(ULONG tag);
+  std::string takeUtf8Text();
   // The property Keywords.
-  void makeCategories(mail::VBase& object) const;
+  void makeCategories(mail::VBase& object);
   // The boolean property `tag` as CLASS; one that can't be read is passed over.
   void storePrivate(ULONG tag, mail::VBase& object) const;
   std::string getUtf8Text() const { return detail::getUtf8Text(data().getMapiMessage(), data().getAllocator()); }
@@ -116,7 +127,7 @@ class GroupwareBaseConvert : public GroupwareBaseConvertHelper, protected Groupw
     this->object().createNew();
     setUtf8Charset();
     if (converts(Converted::Body)) {
-      setDescription(this->object(), getUtf8Text());
+      setDescription(this->object(), takeUtf8Text());
     }
   }
 
@@ -176,7 +187,8 @@ class GroupwareBaseConvertHelper : public MessageConvert {
   // message counts. MAPI_E_CORRUPT_DATA for a text that holds no such object.
   void findAndLoadGroupwareBody(const GroupwareBody& type, mail::VBase& object) const;
 
-  void setUtf8(ULONG tag, std::string_view text) const { MapiPropUtils::setUtf8(data().getMapiMessage(), tag, text); }
+  // Leaves a text alone that came back in the annotations, if this is what became of it.
+  void setUtf8(ULONG tag, std::string_view text) const;
   // What is empty leaves the property alone.
   void setUtf8IfNotEmpty(ULONG tag, std::string_view text) const;
   // PR_BODY, and the rich text that is made of it.

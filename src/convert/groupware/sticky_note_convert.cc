@@ -101,7 +101,10 @@ void StickyNoteConvert::onPosition(ULONG tag) {
   object().setPosition(position);
 }
 
-void StickyNoteConvert::onSubject(ULONG tag) { setHeader(tag, mime::HeaderId::Subject); }
+void StickyNoteConvert::onSubject(ULONG tag) {
+  setHeader(tag, mime::HeaderId::Subject);
+  (void)getUtf8(tag);  // The note's own is the first line of its text.
+}
 
 void StickyNoteConvert::onBody(ULONG tag) {
   if (converts(Converted::Body) && getUtf8Text().size() > mail::StickyNote::kMostText) {
@@ -131,12 +134,10 @@ GeneratedBodiesTypes StickyNoteConvert::renderBodies(IStream* plain, IStream* ht
 namespace toMapi {
 
 bool StickyNoteConvert::isTextCut() const {
-  const std::string text = object().getText();
-  if (text.size() < mail::StickyNote::kMostText) {
-    return false;
-  }
+  mail::StickyNote note;
   const std::string whole = detail::getUtf8Text(data().getMapiMessage(), data().getAllocator());
-  return whole.size() > text.size() && whole.starts_with(text);
+  note.setText(whole);
+  return whole.size() > mail::StickyNote::kMostText && detail::rereadText(note.getText()) == object().getText();
 }
 
 void StickyNoteConvert::convertMimeToMapi() {
