@@ -80,7 +80,7 @@ TEST(Alarm, ComesBackByWhatItCountsFrom) {
        "2024-05-06 09:00"},
       {"at an instant", "X-ALARM-TRIGGER:-PT45M\n" + kStart + alarm("TRIGGER;VALUE=DATE-TIME:20240506T060000Z\n"), 45,
        "2024-05-06 06:00", "2024-05-06 09:00"},
-      {"at an instant that says so by its text alone", kStart + alarm("TRIGGER:20240506T060000Z\n"), 0, "2024-05-06 06:00",
+      {"at an instant that says so by its text alone", kStart + alarm("TRIGGER:20240506T060000Z\n"), 180, "2024-05-06 06:00",
        "2024-05-06 09:00"},
       {"the next time is known", "X-NEXT-ALARM:20240506T070000Z\n" + kStart + alarm("TRIGGER:-PT20M\n"), 20,
        "2024-05-06 07:00", "2024-05-06 09:00"},

@@ -497,6 +497,20 @@ TEST(Attendees, TheOrganizerIsSenderOrIsRepresentedByOne) {
   EXPECT_TRUE(recipientsOf(event).empty());
 }
 
+// Nobody is lost for having the chair of somebody else's meeting.
+TEST(Attendees, WithAChairThatIsNotTheirsHaveToCome) {
+  const std::string chair = "ATTENDEE;ROLE=CHAIR;PARTSTAT=ACCEPTED;CN=Bob";
+  const std::string kDate = "DTSTART:20240506T090000Z\n";
+  const std::string ann = "ORGANIZER;CN=Ann:mailto:ann@example.com\n";
+  ReceivedEvent asked(kDate + ann + chair + ";RSVP=TRUE:mailto:bob@example.com\n");
+  EXPECT_EQ(recipientsOf(asked), (std::vector<std::string>{"Ann|ann@example.com|1|3|0", "Bob|bob@example.com|1|1|3"}));
+  EXPECT_EQ(asked.text(PR_SENDER_NAME), u"Ann");
+  EXPECT_EQ(wideOf(ReceivedEvent(kDate + ann + chair + ":mailto:bob@example.com\n"), named::kNonSendableTo),
+            u"Bob <bob@example.com>");
+  EXPECT_EQ(wideOf(ReceivedEvent(kDate + chair + ":mailto:bob@example.com\n"), named::kNonSendableTo),
+            u"Bob <bob@example.com>");
+}
+
 TEST(Appointment, OfSomebodyElseHidesWhatIsPrivate) {
   const std::string text =
       "DTSTART:20240506T090000Z\nDTEND:20240506T100000Z\nSUMMARY:Secret\nLOCATION:There\nATTENDEE;RSVP=TRUE:mailto:bob@x\n";

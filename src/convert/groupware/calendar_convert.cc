@@ -59,6 +59,7 @@ struct CalendarRows {
       {named::kAppointmentDuration, ChangeOf::Annotations},
       {named::kAppointmentStartWhole, ChangeOf::Body},
       {named::kAppointmentEndWhole, ChangeOf::Body},
+      {kExceptionReplaceTime, ChangeOf::Body},
       {named::kClipStart, ChangeOf::Body},
       {named::kClipEnd, ChangeOf::Body},
       {named::kCommonStart, ChangeOf::Nothing},
@@ -207,26 +208,29 @@ TIME_ZONE_INFORMATION CalendarConvert::pickZone() const {
 }
 
 void CalendarConvert::setTimes(const TIME_ZONE_INFORMATION& zone) {
-  const bool allDay = isTrue(tagOf(named::kAppointmentSubType));
-  const std::shared_ptr<const mail::NTimeZone> known = itemZone(zone);
-  const auto dateOf = [&](ULONG tag) {
-    const SYSTEMTIME time = getSysTime(tag);
-    if (allDay) {
-      return dayOf(time, zone);
-    }
-    DateTime date = DateTime::fromSystemTime(time);
-    date.moveToZone(known);
-    return date;
-  };
   const ULONG startTag = tagOf(named::kAppointmentStartWhole);
   const ULONG endTag = tagOf(named::kAppointmentEndWhole);
+  const ULONG instanceTag = tagOf(kExceptionReplaceTime);
   if (exists(startTag)) {
-    object().setStart(dateOf(startTag));
+    object().setStart(dateOf(startTag, zone));
   }
   if (exists(endTag)) {
-    object().setEnd(dateOf(endTag));
+    object().setEnd(dateOf(endTag, zone));
   }
-  object().setAllDay(allDay);
+  if (exists(instanceTag)) {
+    object().setDate(kInstance, dateOf(instanceTag, zone));
+  }
+  object().setAllDay(isTrue(tagOf(named::kAppointmentSubType)));
+}
+
+DateTime CalendarConvert::dateOf(ULONG tag, const TIME_ZONE_INFORMATION& zone) const {
+  const SYSTEMTIME time = getSysTime(tag);
+  if (isTrue(tagOf(named::kAppointmentSubType))) {
+    return dayOf(time, zone);
+  }
+  DateTime date = DateTime::fromSystemTime(time);
+  date.moveToZone(itemZone(zone));
+  return date;
 }
 
 DateTime CalendarConvert::dayOf(const SYSTEMTIME& midnight, const TIME_ZONE_INFORMATION& zone) const {

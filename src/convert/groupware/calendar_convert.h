@@ -46,6 +46,7 @@ class CalendarConvert : public CalendarBaseConvert<CalendarConvert, mail::VEvent
   // The zone in which the times go out.
   TIME_ZONE_INFORMATION pickZone() const;
   void setTimes(const TIME_ZONE_INFORMATION& zone);
+  mail::DateTime dateOf(ULONG tag, const TIME_ZONE_INFORMATION& zone) const;
   // The day that begins at `midnight`.
   mail::DateTime dayOf(const SYSTEMTIME& midnight, const TIME_ZONE_INFORMATION& zone) const;
   // Gives the text and the message itself an id.
@@ -78,6 +79,7 @@ class CalendarConvert : public CalendarBaseConvert<CalendarConvert, mail::VEvent
   void setTimes(bool allDay);
   void setDuration(const mail::DateTime& start, const mail::DateTime& end, bool allDay);
   void setIds();
+  void setInstance();
   void setZone();
   void setRecurrence();
   bool isFolderOfOthers() const;

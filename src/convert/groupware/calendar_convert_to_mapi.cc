@@ -46,7 +46,10 @@ DateTime endOf(const mail::VEvent& event, bool allDay) {
   if (!duration.isNull()) {
     return event.getStart() + duration;
   }
-  return allDay ? event.getStart() + Duration(mail::calendar::kDay) : end;
+  if (allDay) {
+    return event.getStart() + Duration(mail::calendar::kDay);
+  }
+  return event.getRRules().empty() ? end : event.getStart();  // A series needs a length, if only none.
 }
 
 // A date that no property holds is read as the nearest that one does.
@@ -69,6 +72,7 @@ void CalendarConvert::convertMimeToMapi() {
   setULong(tagOf(named::kBusyStatus), busyOfStatus(object().getBusyStatus()));
   setULongIfMissing(tagOf(named::kSideEffects), kSideEffects);
   setIds();
+  setInstance();
   setZone();
   setRecurrence();
   setULong(tagOf(named::kAppointmentSequence), static_cast<std::uint32_t>(object().getSequence()));
@@ -137,6 +141,14 @@ void CalendarConvert::setIds() {
   if (!id.empty()) {
     MapiPropUtils::setBinary(data().getMapiMessage(), tagOf(named::kGlobalObjectId), id);
     MapiPropUtils::setBinary(data().getMapiMessage(), tagOf(named::kCleanGlobalObjectId), cleanGlobalObjectId(id));
+  }
+}
+
+// Which one of a series the text is about, if it is about one alone.
+void CalendarConvert::setInstance() {
+  const DateTime original = instantOfDay(object().getDate(kInstance));
+  if (isValid(original)) {
+    setDate(tagOf(kExceptionReplaceTime), original);
   }
 }
 

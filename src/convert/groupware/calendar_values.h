@@ -8,6 +8,8 @@
 #include "mail/v_event.h"
 #include "mime/mime.h"
 #include "platform/mapi/tags.h"
+#include "properties/map_name.h"
+#include "properties/property_sets.h"
 
 namespace nalvo {
 
@@ -19,6 +21,10 @@ int priorityOfImportance(std::uint32_t importance);
 std::uint32_t importanceOfPriority(int priority);
 // PR_PRIORITY of an item whose PR_IMPORTANCE this is.
 std::uint32_t mapiPriorityOfImportance(std::uint32_t importance);
+
+// The instance that an item is about, if it is about one of a series alone.
+inline constexpr const char* kInstance = "RECURRENCE-ID";
+inline constexpr NamedProperty kExceptionReplaceTime{PSETID_Appointment, PT_SYSTIME, nullptr, 0x8228};
 
 // PidLidBusyStatus; what is not known is busy.
 mail::BusyStatus statusOfBusy(std::uint32_t busy);

@@ -61,7 +61,10 @@ Reminder reminderOf(const VAlarm& alarm, const Object& object) {
     if (alarm.triggerTime.isNull()) {
       throwCorrupt();
     }
-    return {minutesAhead(-object.getAlarmTrigger().seconds()), signalOr(alarm.triggerTime), alarm.triggerTime};
+    // Others tell no distance, which follows from the start.
+    const bool isTold = !object.getAlarmTrigger().isNull() || baseOf(object).isNull();
+    const Duration ahead = isTold ? Duration(-object.getAlarmTrigger().seconds()) : baseOf(object) - alarm.triggerTime;
+    return {minutesAhead(ahead.seconds()), signalOr(alarm.triggerTime), alarm.triggerTime};
   }
   // A task may have no date at all. When its reminder is next is known all the same.
   const DateTime base = baseOf(object).isNull() ? next : baseOf(object);

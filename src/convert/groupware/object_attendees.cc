@@ -310,6 +310,20 @@ void addRsvpAttendees(ConvertorDataMessage& data, const std::vector<Attendee>& a
   }
 }
 
+// A meeting has one organizer: who else has its chair is one of those who have to come. The chair of one without organizer
+// becomes that if an answer is asked for.
+std::vector<Attendee> attendeesBeside(const Attendee& organizer, const mail::VEvent& object) {
+  std::vector<Attendee> attendees = object.getAttendees();
+  for (Attendee& attendee : attendees) {
+    const bool isOrganizer =
+        organizer.address.empty() ? attendee.rsvp : equalsIgnoreCase(attendee.address, organizer.address);
+    if (attendee.role == Role::Chair && !isOrganizer) {
+      attendee.role = Role::Required;
+    }
+  }
+  return attendees;
+}
+
 }  // namespace
 
 Attendee createAttendeeFromRecipient(IConvertRecipient* recipient, IMapiAllocator* allocator) {
@@ -358,7 +372,7 @@ void parseAttendees(ConvertorDataMessage& data, const mail::VEvent& object) {
     organizer.sent = true;
     addRsvpAttendee(data, organizer);
   }
-  const std::vector<Attendee> attendees = object.getAttendees();
+  const std::vector<Attendee> attendees = attendeesBeside(organizer, object);
   addRsvpAttendees(data, attendees);
   parseNonSendable(data, attendees);
 }

@@ -111,6 +111,18 @@ Minutes lastOfCounted(const Pattern& pattern, Minutes start) {
   return minutesOf(date.seconds());
 }
 
+// The last day on which an occurrence may begin: a pattern ends with a day, a rule may end at any time of it.
+Minutes lastDay(const DateTime& until, const Series& series) {
+  const Minutes local = series.clock.local(until);
+  if (series.allDay) {
+    // Some tell a day by its last second in UTC, others by its midnight here.
+    return dayOf(local % kMinutesOfDay == 0 ? local : minutesOf(until.seconds()));
+  }
+  const Minutes start = series.clock.local(series.start);
+  const bool isBeforeStart = !until.isDateOnly() && local % kMinutesOfDay < start % kMinutesOfDay;
+  return isBeforeStart && dayOf(local) > dayOf(start) ? dayOf(local) - kMinutesOfDay : dayOf(local);
+}
+
 void describeEnd(const mail::RRule& rule, const Series& series, Pattern& pattern) {
   const bool isTask = series.kind == ItemKind::Task;
   pattern.count = kUsualCount;
@@ -125,7 +137,7 @@ void describeEnd(const mail::RRule& rule, const Series& series, Pattern& pattern
   } else {
     pattern.end = Pattern::End::OnDate;
     pattern.count = isTask ? kTaskCount : kUsualCount;
-    pattern.endDate = dayOf(series.clock.local(rule.until));
+    pattern.endDate = lastDay(rule.until, series);
   }
 }
 
