@@ -98,7 +98,7 @@ void readException(Reader& reader, std::vector<std::uint32_t>& meaning) {
 }
 
 // The numbers of a recurrence pattern that tell its instances; empty for a damaged one.
-std::vector<std::uint32_t> meaningOf(std::string_view bytes) {
+std::vector<std::uint32_t> meaningOf(std::string_view bytes, SeriesOf kind) {
   Reader reader(bytes);
   std::vector<std::uint32_t> meaning;
   const auto keep = [&](std::size_t size, bool counts = true) {
@@ -128,6 +128,9 @@ std::vector<std::uint32_t> meaningOf(std::string_view bytes) {
   }
   keep(4);
   keep(4, endType != kEndsNever);
+  if (kind == SeriesOf::Task) {
+    return reader.whole() ? meaning : std::vector<std::uint32_t>();
+  }
   reader.skip(8);
   keep(4);
   keep(4);
@@ -200,9 +203,13 @@ bool isTimeOfEvent(const Case& c) {
 
 bool isOfNoSeries(const Case& c) { return isEvent(c) && !isSeries(c); }
 
+bool meansTheSame(std::string_view before, std::string_view after, SeriesOf kind) {
+  const std::vector<std::uint32_t> meaning = meaningOf(bytesOf(before), kind);
+  return !meaning.empty() && meaning == meaningOf(bytesOf(after), kind);
+}
+
 bool isSameSeries(const Case& c) {
-  const std::vector<std::uint32_t> before = meaningOf(bytesOf(c.difference.before));
-  return isEvent(c) && !before.empty() && before == meaningOf(bytesOf(c.difference.after));
+  return isEvent(c) && meansTheSame(c.difference.before, c.difference.after, SeriesOf::Event);
 }
 
 bool isSameClock(const Case& c) {

@@ -6,6 +6,7 @@
 #include "host/calendar_rules.h"
 #include "host/comparison.h"
 #include "host/digest.h"
+#include "host/task_rules.h"
 #include "mime/header_text.h"
 #include "mime/mime.h"
 #include "mime/parameters.h"
@@ -480,6 +481,7 @@ constexpr std::string_view kDay = "a birthday is a day where the machine is";
 constexpr std::string_view kEventTimes = "the dates of an item follow from its start and end";
 constexpr std::string_view kEventDay = "a whole day begins at midnight where the machine is";
 constexpr std::string_view kSeries = "a value of a series goes with it";
+constexpr std::string_view kSameSeries = "a series is written anew, without what its exceptions say beside their times";
 constexpr std::string_view kZone = "an item has its zone as the tables name it, or that of the machine";
 constexpr std::string_view kReminder = "a reminder is told by its distance and when it is next";
 constexpr std::string_view kMeeting = "a meeting message says what it asks for";
@@ -543,8 +545,7 @@ constexpr RuleRow kRules[] = {
     {Place::Message, "PidLidRecurrenceType", Kind::Any, calendar::isOfNoSeries, kSeries},
     {Place::Message, "PidLidRecurrencePattern", Kind::Lost, calendar::isEvent,
      "the words for a series are those of its reader"},
-    {Place::Message, "PidLidAppointmentRecur", Kind::Changed, calendar::isSameSeries,
-     "a series is written anew, without what its exceptions say beside their times"},
+    {Place::Message, "PidLidAppointmentRecur", Kind::Changed, calendar::isSameSeries, kSameSeries},
     {Place::Message, "PidLidTimeZoneStruct", Kind::Made, calendar::isSameClock, kZone},
     {Place::Message, "PidLidTimeZoneDescription", Kind::Made, calendar::isEvent, kZone},
     {Place::Message, "PidLidReminderSignalTime", Kind::Made, calendar::isUntoldReminder, kReminder},
@@ -556,6 +557,18 @@ constexpr RuleRow kRules[] = {
     {Place::Message, "PR_TRANSPORT_MESSAGE_HEADERS", Kind::Added, calendar::isEvent, "a mail keeps its headers as they are"},
     {Place::Message, "*", Kind::Made, calendar::isOfMeeting, kMeeting},
     {Place::Recipient, "PR_RESPONSIBILITY", Kind::Added, nullptr, "who is asked to a meeting is told or not"},
+    // Tasks.
+    {Place::Message, "PidLidCommonStart", Kind::Changed, tasks::isSameDay, kEventDay},
+    {Place::Message, "PidLidCommonEnd", Kind::Changed, tasks::isSameDay, kEventDay},
+    {Place::Message, "PidLidTaskDateCompleted", Kind::Changed, tasks::isSameDay, kEventDay},
+    {Place::Message, "PidLidCommonStart", Kind::Added, tasks::isTask, kEventTimes},
+    {Place::Message, "PidLidCommonEnd", Kind::Added, tasks::isTask, kEventTimes},
+    {Place::Message, "PidLidTaskRecurrence", Kind::Changed, tasks::isSameSeries, kSameSeries},
+    {Place::Message, "PR_ICON_INDEX", Kind::Made, tasks::repeats, "a task that repeats has its icon"},
+    {Place::Message, "PidLidReminderSignalTime", Kind::Added, tasks::isTask, kReminder},
+    {Place::Message, "PidLidReminderTime", Kind::Made, tasks::isTimeOfReminder, kReminder},
+    {Place::Message, "PidLidReminderDelta", Kind::Added, tasks::isTask, kReminder},
+    {Place::Message, "PidLidPercentComplete", Kind::Changed, tasks::isSamePercentage, "a task is done by whole percents"},
     // Contacts and distribution lists.
     {Place::Message, "*", Kind::Lost, isEmptyInCard, kEmptyInCard},
     {Place::Message, "*", Kind::Changed, hasLostCarriageReturns, kLineFeeds},

@@ -85,6 +85,31 @@ TEST(Task, ToldAsInstantsBeginsWithItsDayHere) {
   }
 }
 
+TEST(Task, WasDoneOnTheDayOfWhoeverDidIt) {
+  struct Case {
+    const char* where;
+    std::uint64_t minutes;  // that it was done
+    const char* day;
+  };
+  const Case cases[] = {
+      {"midnight in Tokyo", kMonday + kDay - 9 * 60, "20200303"},
+      {"midnight in Auckland", kMonday + kDay - 13 * 60, "20200303"},
+      {"midnight in India", kMonday + kDay - 330, "20200303"},
+      {"midnight in Los Angeles", kMonday + kDay + 8 * 60, "20200303"},
+      {"midnight in Hawaii", kMonday + kDay + 10 * 60, "20200303"},
+      {"an evening that is the machine's", kMonday + kDay + 19 * 60 + 7, "20200303"},
+  };
+  for (const char* machine : {"America/New_York", "UTC", "Europe/Prague"}) {
+    const ScopedZone scope(machine);
+    for (const Case& c : cases) {
+      SCOPED_TRACE(std::string(machine) + ": " + c.where);
+      Item task(u"IPM.Task");
+      task.set(named::kTaskDateCompleted, fileTime(c.minutes));
+      EXPECT_EQ(lineIn(task.write(), "DTEND"), "DTEND;VALUE=DATE:" + std::string(c.day));
+    }
+  }
+}
+
 TEST(Task, KeepsItsStatus) {
   struct Case {
     std::int32_t status;

@@ -30,13 +30,25 @@ int percentOf(double share) {
   return std::isnan(share) ? 0 : static_cast<int>(std::clamp(share * 100.0 + kTiny, 0.0, 100.0));
 }
 
-// The day in the machine's zone; null for one at either end of the calendar, which stands for no date.
+// Whether a time may be midnight in some zone.
+bool isQuarter(const SYSTEMTIME& time) { return time.wMinute % 15 == 0 && time.wSecond == 0 && time.wMilliseconds == 0; }
+
+// The day in the machine's zone, or in the one where it is midnight; null for one at either end of the calendar, which
+// stands for no date.
 DateTime localDay(const SYSTEMTIME& utc) {
   constexpr int kFirstYear = 1601;
   constexpr int kLastYear = 9999;
-  return utc.wYear <= kFirstYear || utc.wYear >= kLastYear
-             ? DateTime()
-             : DateTime::fromSystemTime(mail::DateTimeUtils::gmtToLocal(utc, nullptr));
+  constexpr mail::Duration kFarthestEast(13 * 3600);
+  if (utc.wYear <= kFirstYear || utc.wYear >= kLastYear) {
+    return {};
+  }
+  const SYSTEMTIME local = mail::DateTimeUtils::gmtToLocal(utc, nullptr);
+  const bool isMidnight = local.wHour == 0 && local.wMinute == 0 && local.wSecond == 0;
+  if (isMidnight || !isQuarter(utc)) {
+    return DateTime::fromSystemTime(local);
+  }
+  const DateTime day = (DateTime::fromSystemTime(utc) + kFarthestEast).makeDateOnly();
+  return DateTime(day.seconds());
 }
 
 [[maybe_unused]] const bool kRegistered = ConvertorList::instance().registerConvertor(
