@@ -1,5 +1,7 @@
 #include "host/hidden_values.h"
 
+#include <algorithm>
+
 #include "diagnostics/hresult_exception.h"
 #include "host/msg_layout.h"
 #include "host/worked_out_body.h"
@@ -103,6 +105,14 @@ void HiddenValues::addWorkedOutBodies(const std::vector<MemoryMessage*>& message
   }
 }
 
+void HiddenValues::makeNotes(const std::vector<MemoryMessage*>& messages) {
+  for (const MemoryMessage* message : messages) {
+    if (isItem(*message)) {
+      replace(message->sharedBag(), PR_MESSAGE_CLASS, {PT_UNICODE, std::u16string(kNoteClass)});
+    }
+  }
+}
+
 bool HiddenValues::hideDamagedRtf(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told) {
   bool found = false;
   for (MemoryMessage* message : messages) {
@@ -139,6 +149,16 @@ std::int32_t methodInMail(const MemoryAttachment& attachment) {
   }
   const bool hasPath = bag.find(PR_ATTACH_LONG_PATHNAME) != nullptr || bag.find(PR_ATTACH_PATHNAME) != nullptr;
   return hasPath ? kByReference : msg::kByValue;
+}
+
+bool isItem(const MemoryMessage& message) {
+  constexpr std::u16string_view kItems[] = {u"IPM.Appointment", u"IPM.Schedule.Meeting.", u"IPM.Task",       u"IPM.Contact",
+                                            u"IPM.DistList",    u"IPM.Activity",          u"IPM.StickyNote", u"REPORT."};
+  const PropertyRecord* record = message.bag().find(PR_MESSAGE_CLASS);
+  const std::u16string messageClass = record == nullptr ? std::u16string() : textOf(*record);
+  return std::any_of(std::begin(kItems), std::end(kItems), [&](std::u16string_view start) {
+    return equalsIgnoreCase(std::u16string_view(messageClass).substr(0, start.size()), start);
+  });
 }
 
 bool isIntactRtf(const PropertyRecord& compressed) {

@@ -4,11 +4,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/memory_objects.h"
 
 namespace nalvo::host {
+
+inline constexpr std::u16string_view kNoteClass = u"IPM.Note";
 
 // Takes values away from messages, and gives them back at its end.
 class HiddenValues {
@@ -25,6 +28,8 @@ class HiddenValues {
   void replaceOddAttachments(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told);
   // An item's text that a store would work out. It has to be asked for while nothing else is hidden.
   void addWorkedOutBodies(const std::vector<MemoryMessage*>& messages);
+  // Every item counts as a note: its kind asks for what it lacks.
+  void makeNotes(const std::vector<MemoryMessage*>& messages);
   // RTF that is damaged, where there is another text. False if there is none.
   bool hideDamagedRtf(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told);
 
@@ -43,6 +48,9 @@ class HiddenValues {
 // The method of an attachment as a mail can tell it: that of the content which is there. A reference, however it is to be
 // resolved, is one by path; one without a path is a file, as is an attachment without any content.
 std::int32_t methodInMail(const MemoryAttachment& attachment);
+
+// True for a message whose class is neither a note's nor one of somebody's own: its convertor may ask for what it lacks.
+bool isItem(const MemoryMessage& message);
 
 // True if the RTF of a message can be read to its end. Throws the code of its stream.
 bool isIntactRtf(const PropertyRecord& compressed);

@@ -13,6 +13,7 @@
 #include "mime/mime_utils.h"
 #include "nalvo/convert.h"
 #include "platform/mapi/tags.h"
+#include "platform/text/text.h"
 #include "platform/time/file_time.h"
 #include "streams/stream_utils.h"
 
@@ -179,10 +180,37 @@ void putBackCarried(MemoryMessage& message, bool trustOuter, bool trustInner) {
   }
 }
 
+// Hears what the library says of a failure where the caller has no log, so that the exception can say it too.
+class Listener {
+ public:
+  Listener(ILog* log, const HostContextPtr& context)
+      : own_(makeCom<MemoryLog>(context)), log_(log == nullptr ? own_.get() : log) {}
+
+  ILog* log() const { return log_; }
+  void check(HRESULT hr, const SourceLocation& location) const {
+    if (failed(hr)) {
+      throwHResult(hr, location, lastWords(hr).c_str());
+    }
+  }
+
+ private:
+  // What stands behind the code of the failure.
+  std::string lastWords(HRESULT hr) const {
+    const std::string text = own_->entries().empty() ? std::string() : wideToUtf8(own_->entries().back().text);
+    const std::string code = hresultText(hr) + ": ";
+    const std::size_t at = text.rfind(code);
+    return at == std::string::npos ? std::string() : text.substr(at + code.size());
+  }
+
+  ComPtr<MemoryLog> own_;
+  ILog* log_;
+};
+
 // Converts into an empty `file`. What would fail the whole mail is told and passed over.
 void convert(MemoryMessage* message, IAnnotations* annotations, DWORD word, ILog* log, MailFile& file) {
   const auto allocator = makeCom<HostAllocator>(message->context());
   const std::vector<MemoryMessage*> messages = messagesOf(*message);
+  const Listener listener(log, message->context());
   HiddenValues hidden;
   file.warnings.clear();
   hidden.addWorkedOutBodies(messages);
@@ -192,13 +220,13 @@ void convert(MemoryMessage* message, IAnnotations* annotations, DWORD word, ILog
     file.mail = streamUtils::createStream();
     // A session of MAPI is what this caller stands for.
     return mapiToMime(message, annotations, file.mail.get(), file.flags.get(), allocator.get(), word | CONVERT_INSIDE_MAPI,
-                      nullptr, log);
+                      nullptr, listener.log());
   };
   HRESULT hr = run();
   if (hr == MAPI_E_CORRUPT_DATA && hidden.hideDamagedRtf(messages, file.warnings)) {
     hr = run();
   }
-  checkHResult(hr, kSource.at("host::writeMail"));
+  listener.check(hr, kSource.at("host::writeMail"));
   tellNamelessOriginators(*message, file.warnings);
 }
 
@@ -226,6 +254,58 @@ void writeExact(MemoryMessage* message, ILog* log, MailFile& file) {
     throwHResult(MAPI_E_NO_SUPPORT, kSource.at("host::writeExact"), told.c_str());
   }
   streamUtils::rewind(file.mail.get());
+}
+
+// `more` is carried too.
+MailFile write(MemoryMessage* message, MailForm form, const CarriedTree& more, ILog* log) {
+  MailFile file;
+  if (form == MailForm::Exact) {
+    writeExact(message, log, file);
+    return file;
+  }
+  if (form == MailForm::Wire) {
+    convert(message, nullptr, CONVERT_FOR_SEND, log, file);
+    return file;
+  }
+  CarriedScope scope(*message);
+  CarriedTree tree = scope.plan();
+  for (const auto& [one, layers] : more) {
+    tree[one].insert(tree[one].end(), layers.begin(), layers.end());
+  }
+  scope.give(tree);
+  if (form == MailForm::Lossless) {
+    convert(message, nullptr, CONVERT_TO_ATTACHMENT, log, file);
+    return file;
+  }
+  const auto annotations = makeCom<MemoryAnnotations>(message->context());
+  file.flags = makeCom<MemoryFlags>(message->context());
+  convert(message, annotations.get(), CONVERT_NORMAL, log, file);
+  file.annotations = annotations->entries();
+  return file;
+}
+
+// What brings the class of each item back that went out as a note.
+CarriedTree classesOf(const std::vector<MemoryMessage*>& messages) {
+  const PropertyRecord note{PT_UNICODE, std::u16string(kNoteClass)};
+  CarriedTree tree;
+  for (const MemoryMessage* message : messages) {
+    if (isItem(*message)) {
+      CarriedLayer layer;
+      layer.values.push_back({{PR_MESSAGE_CLASS, std::nullopt},
+                              Guard::value(note),
+                              CarriedValue::Action::Set,
+                              *message->bag().find(PR_MESSAGE_CLASS)});
+      tree[message].push_back(std::move(layer));
+    }
+  }
+  return tree;
+}
+
+// Not of a stream, of memory, or of a disk.
+bool isOfTheContent(HRESULT hr) {
+  constexpr HRESULT kCodes[] = {E_UNEXPECTED,           E_INVALIDARG,     MAPI_E_CORRUPT_DATA, MAPI_E_NOT_FOUND,
+                                MAPI_E_UNEXPECTED_TYPE, MIME_E_NOT_FOUND, MIME_E_BAD_DATE};
+  return std::find(std::begin(kCodes), std::end(kCodes), hr) != std::end(kCodes);
 }
 
 }  // namespace
@@ -257,10 +337,11 @@ ComPtr<MemoryMessage> readMail(const MailFile& file, const HostContextPtr& conte
   if (!flags->modificationDate) {
     flags->modificationDate = flags->internalDate;
   }
+  const Listener listener(log, context);
   const auto convertFrom = [&](IStream* text) {
     message = makeMessage(context);
     return mimeToMapi(annotations.get(), text, flags.get(), message.get(), allocator.get(),
-                      (useXMapi ? CONVERT_FROM_ATTACHMENT : CONVERT_NORMAL) | CONVERT_INSIDE_MAPI, log);
+                      (useXMapi ? CONVERT_FROM_ATTACHMENT : CONVERT_NORMAL) | CONVERT_INSIDE_MAPI, listener.log());
   };
   HRESULT hr = convertFrom(stream);
   const bool isDamaged = hr == MAPI_E_CORRUPT_DATA || hr == MIME_E_NOT_FOUND || hr == MIME_E_BAD_DATE;
@@ -277,7 +358,7 @@ ComPtr<MemoryMessage> readMail(const MailFile& file, const HostContextPtr& conte
     hr = convertFrom(plain.get());
     setStream(*message, PR_TRANSPORT_MESSAGE_HEADERS_A, headers.get());
   }
-  checkHResult(hr, kSource.at(kWhere));
+  listener.check(hr, kSource.at(kWhere));
   checkHResult(message->saveChanges(), kSource.at(kWhere));
   putBackCarried(*message, file.annotations.has_value() || useXMapi, trustXMapi);
   return message;
@@ -289,27 +370,21 @@ ComPtr<MemoryMessage> readMail(IStream* mail, const HostContextPtr& context, FIL
 }
 
 MailFile writeMail(MemoryMessage* message, MailForm form, ILog* log) {
-  const HostContextPtr& context = message->context();
-  const ScopedContext allocations(context.get());
-  MailFile file;
-  if (form == MailForm::Exact) {
-    writeExact(message, log, file);
-    return file;
+  const ScopedContext allocations(message->context().get());
+  const std::vector<MemoryMessage*> messages = messagesOf(*message);
+  const CarriedTree classes = classesOf(messages);
+  try {
+    return write(message, form, {}, log);
+  } catch (const HResultException& failure) {
+    // The proof of the form Exact is of a message as it is.
+    if (classes.empty() || form == MailForm::Exact || !isOfTheContent(failure.getHResult())) {
+      throw;
+    }
   }
-  if (form == MailForm::Wire) {
-    convert(message, nullptr, CONVERT_FOR_SEND, log, file);
-    return file;
-  }
-  CarriedScope scope(*message);
-  scope.give(scope.plan());
-  if (form == MailForm::Lossless) {
-    convert(message, nullptr, CONVERT_TO_ATTACHMENT, log, file);
-    return file;
-  }
-  const auto annotations = makeCom<MemoryAnnotations>(context);
-  file.flags = makeCom<MemoryFlags>(context);
-  convert(message, annotations.get(), CONVERT_NORMAL, log, file);
-  file.annotations = annotations->entries();
+  HiddenValues hidden;
+  hidden.makeNotes(messages);
+  MailFile file = write(message, form, classes, log);
+  file.warnings.emplace_back("message: an item in it lacks what its kind needs, so that items were written as mails");
   return file;
 }
 

@@ -35,7 +35,8 @@ struct MailFile {
 // from annotations, and is never left in the message. Annotations and flags beside it are taken when they are there, else
 // what X-MAPI brings when that header is there and `trustXMapi`. A mail without flags counts as read and as arrived when its
 // first Received row says, else its Date, else at `fallback` (UTC). A report that can't be read as one is read as a note,
-// and so is an item, whose text becomes an attachment; `warnings` (may be null) says so. Throws the export's code; `log` (may be null) has the text.
+// and so is an item, whose text becomes an attachment; `warnings` (may be null) says so. Throws the export's code; what
+// the library says of it is in `log`, or in the exception when that is null.
 ComPtr<MemoryMessage> readMail(const MailFile& file, const HostContextPtr& context, FILETIME fallback, bool trustXMapi,
                                ILog* log, std::vector<std::string>* warnings = nullptr);
 ComPtr<MemoryMessage> readMail(IStream* mail, const HostContextPtr& context, FILETIME fallback, ILog* log,
@@ -43,6 +44,7 @@ ComPtr<MemoryMessage> readMail(IStream* mail, const HostContextPtr& context, FIL
 
 // All forms but Wire carry what a mail would drop or alter; see carried.h. Throws likewise, and for the form Exact
 // MAPI_E_NO_SUPPORT, with a text that tells what, when something does not come back bit by bit.
+// An item that lacks what its kind needs is written as a mail, with a warning, by all other forms than Exact.
 MailFile writeMail(MemoryMessage* message, MailForm form, ILog* log);
 
 // The files beside a mail: [{"name", "value"}], and the flags as an object. Reading throws nlohmann::json::exception for

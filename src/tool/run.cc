@@ -14,18 +14,50 @@
 #include <thread>
 
 #include "diagnostics/hresult_exception.h"
+#include "platform/text/text.h"
 #include "tool/report.h"
 
 namespace nalvo::tool {
 namespace {
 
-// The code of a failure, and what its thrower says of it: "0x8004011b MAPI_E_CORRUPT_DATA: no compound file".
+struct Sentence {
+  HRESULT hr;
+  const char* words;
+};
+constexpr Sentence kSentences[] = {
+    {hresultFromWin32(2), "no such file or folder"},
+    {hresultFromWin32(3), "no such file or folder"},
+    {E_ACCESSDENIED, "it may not be read"},
+    {STG_E_ACCESSDENIED, "it may not be read"},
+    {E_OUTOFMEMORY, "there is not enough memory"},
+    {STG_E_MEDIUMFULL, "the disk is full"},
+    {STG_E_READFAULT, "it can't be read"},
+    {STG_E_WRITEFAULT, "the output can't be written"},
+    {MAPI_E_CORRUPT_DATA, "it is damaged"},
+    {MAPI_E_TOO_BIG, "a value is too large"},
+    {MAPI_E_TOO_COMPLEX, "messages stand too deep in one another"},
+    {MAPI_E_NO_SUPPORT, "it can't be converted"},
+    {MIME_E_NOT_FOUND, "a part that its kind needs is missing"},
+    {MIME_E_BAD_DATE, "a date in it can't be read"},
+    {E_UNEXPECTED, "it lacks what its kind needs"},
+    {E_INVALIDARG, "it lacks what its kind needs"},
+    {MAPI_E_NOT_FOUND, "it lacks what its kind needs"},
+};
+
+// What went wrong for people, then the thrower's words and the code for who helps them:
+// "it is damaged: no compound file (0x8004011b MAPI_E_CORRUPT_DATA)".
 std::string textOf(const HResultException& failure) {
+  const HRESULT hr = failure.getHResult();
+  const auto* row =
+      std::find_if(std::begin(kSentences), std::end(kSentences), [hr](const Sentence& s) { return s.hr == hr; });
+  const std::string code = hresultText(hr);
+  std::string text = row == std::end(kSentences) ? "it failed" : row->words;
   const std::string_view what = failure.what();
-  const std::size_t line = what.find('\n');
-  std::string text(line == std::string_view::npos ? what : what.substr(line + 1));
+  if (const std::size_t at = what.rfind(code + ": "); at != std::string_view::npos) {
+    text.append(": ").append(trim(what.substr(at + code.size() + 2)));
+  }
   std::replace(text.begin(), text.end(), '\n', ' ');
-  return text;
+  return text + " (" + code + ")";
 }
 
 using Clock = std::chrono::steady_clock;

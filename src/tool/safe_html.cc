@@ -61,7 +61,8 @@ std::string safeStyle(std::string_view style) {
     const bool isColour = bracket != std::string_view::npos && (value.starts_with("rgb(") || value.starts_with("rgba(")) &&
                           value.find('(', bracket + 1) == std::string_view::npos;
     const bool isPlain = bracket == std::string_view::npos && value.find_first_of("\\<>{}@") == std::string_view::npos;
-    if ((isPlain || isColour) && name != "position" && name != "behavior" && name != "-moz-binding") {
+    const bool isName = name.find_first_not_of("abcdefghijklmnopqrstuvwxyz-") == std::string_view::npos;
+    if (isName && (isPlain || isColour) && name != "position" && name != "behavior" && name != "-moz-binding") {
       safe += declaration + ";";
     }
   }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "diagnostics/hresult_exception.h"
 #include "host/msg_file.h"
 #include "platform/mapi/tags.h"
 #include "streams/stream_utils.h"
@@ -41,6 +42,50 @@ TEST(ReadMail, DamagedReportsAreReadAsMail) {
   std::vector<std::string> warnings;
   EXPECT_EQ(classOf(*read(report("delivery-status", status + "Subject: x\r\n\r\n"), warnings)), u"Report.IPM.Note.NDR");
   EXPECT_TRUE(warnings.empty());
+}
+
+TEST(ReadMail, DamagedItemsAreReadAsMail) {
+  const std::string calendar = "BEGIN:VCALENDAR\r\nBEGIN:VEVENT\r\nUID:1\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n";
+  std::vector<std::string> warnings;
+  const ComPtr<MemoryMessage> message =
+      read("Subject: x\r\nContent-Type: text/calendar; method=REPLY\r\n\r\n" + calendar, warnings);
+  EXPECT_EQ(classOf(*message), u"IPM.Note");
+  EXPECT_EQ(warnings.size(), 1U);
+  ASSERT_EQ(message->parts().attachments.size(), 1U);
+  EXPECT_EQ(bytesOf(*message->parts().attachments[0]->bag().find(PR_ATTACH_DATA_BIN)), calendar);
+}
+
+// A request without its task lacks what its kind needs, alone and inside a mail.
+TEST(WriteMail, ItemsThatLackSomethingAreWrittenAsMailAndComeBack) {
+  const auto context = std::make_shared<HostContext>();
+  const auto request = [](PropertyBag& bag) {
+    bag.set(PR_MESSAGE_CLASS, {PT_UNICODE, std::u16string(u"IPM.TaskRequest")});
+    bag.set(PR_SUBJECT, {PT_UNICODE, std::u16string(u"Do it")});
+  };
+  const ComPtr<MemoryMessage> alone = makeMessage(context);
+  request(alone->bag());
+  const ComPtr<MemoryMessage> holder = makeMessage(context);
+  holder->bag().set(PR_MESSAGE_CLASS, {PT_UNICODE, std::u16string(u"IPM.Note")});
+  MemoryAttachment& attachment = holder->addAttachment();
+  attachment.bag().set(PR_ATTACH_METHOD, {PT_LONG, std::int32_t{5}});
+  attachment.setEmbedded(makeMessage(context));
+  request(attachment.embedded()->bag());
+  for (const MailForm form : {MailForm::Lossless, MailForm::Store, MailForm::Wire}) {
+    const MailFile one = writeMail(alone.get(), form, nullptr);
+    const MailFile other = writeMail(holder.get(), form, nullptr);
+    EXPECT_EQ(one.warnings.size(), 1U);
+    EXPECT_EQ(other.warnings.size(), 1U);
+    EXPECT_EQ(classOf(*alone), u"IPM.TaskRequest");
+    const ComPtr<MemoryMessage> oneBack = readMail(one, context, FILETIME{0, 0x01D00000}, true, nullptr);
+    const ComPtr<MemoryMessage> otherBack = readMail(other, context, FILETIME{0, 0x01D00000}, true, nullptr);
+    ASSERT_EQ(otherBack->parts().attachments.size(), 1U);
+    if (form != MailForm::Wire) {
+      EXPECT_EQ(classOf(*oneBack), u"IPM.TaskRequest");
+      EXPECT_EQ(classOf(*otherBack->parts().attachments[0]->embedded()), u"IPM.TaskRequest");
+    }
+    EXPECT_EQ(textOf(*oneBack->bag().find(PR_SUBJECT)), u"Do it");
+  }
+  EXPECT_THROW(writeMail(alone.get(), MailForm::Exact, nullptr), HResultException);
 }
 
 }  // namespace

@@ -136,7 +136,7 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(done.returncode, 1)
         self.assertRegex(done.stdout, rb"PR_SUBJECT +x\n")
         self.assertEqual(done.stderr.decode().splitlines(),
-                         [f"nalvo: {self.path}/missing.eml: 0x80070003 ERROR_PATH_NOT_FOUND"])
+                         [f"nalvo: {self.path}/missing.eml: no such file or folder (0x80070003 ERROR_PATH_NOT_FOUND)"])
 
     def test_mime_in_three_forms(self):
         note = MESSAGES / "unicode_note.msg"
