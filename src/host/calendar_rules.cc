@@ -198,7 +198,9 @@ bool isSameDayElsewhere(const Case& c) { return isEvent(c) && isWholeDay(c) && i
 bool isTimeOfEvent(const Case& c) {
   const auto* row =
       std::find_if(std::begin(kTimes), std::end(kTimes), [&](const TimeRow& r) { return r.what == c.difference.what; });
-  return row != std::end(kTimes) && isEvent(c) && (c.difference.after == c.is(row->source) || isSameDayElsewhere(c));
+  const bool isOfSeries = isSeries(c) && c.difference.before.empty() && c.difference.what.starts_with("PidLidClip");
+  return row != std::end(kTimes) && isEvent(c) &&
+         (c.difference.after == c.is(row->source) || isSameDayElsewhere(c) || isOfSeries);
 }
 
 bool isOfNoSeries(const Case& c) { return isEvent(c) && !isSeries(c); }

@@ -382,7 +382,7 @@ bool isEmptyInCard(const Case& c) { return isCard(c) && c.difference.before == "
 bool hasLostCarriageReturns(const Case& c) {
   std::string text = textOf(c.difference.before);
   std::erase(text, '\r');
-  return isCard(c) && !text.empty() && text == textOf(c.difference.after);
+  return (isCard(c) || calendar::isEvent(c)) && !text.empty() && text == textOf(c.difference.after);
 }
 bool isFaxOfContact(const Case& c) { return isContact(c) && c.difference.what.starts_with("PidLidFax"); }
 
@@ -467,7 +467,7 @@ constexpr std::string_view kReportParts = "a clean delivery report goes out as i
 constexpr std::string_view kBuilt = "a built message says its type and version";
 constexpr std::string_view kPrivacy = "an item says whether it is private";
 constexpr std::string_view kEmptyInCard = "a card has no empty texts";
-constexpr std::string_view kLineFeeds = "a card has line feeds alone";
+constexpr std::string_view kLineFeeds = "an item has line feeds alone";
 constexpr std::string_view kFax = "the address of a fax is made of its number";
 constexpr std::string_view kEmailName = "an e-mail of a contact goes under its name";
 constexpr std::string_view kEmailIdentity = "the entry of an e-mail is made of its address";
@@ -552,6 +552,8 @@ constexpr RuleRow kRules[] = {
     {Place::Message, "PidLidReminderTime", Kind::Any, calendar::isUntoldReminder, kReminder},
     {Place::Message, "PidLidReminderPlaySound", Kind::Added, calendar::saysNothing, kReminder},
     {Place::Message, "PidLidReminderDelta", Kind::Added, calendar::saysNothing, kReminder},
+    {Place::Message, "PidLidReminderSet", Kind::Added, calendar::saysNothing, kReminder},
+    {Place::Message, "PR_RTF_COMPRESSED", Kind::Added, calendar::isEvent, "the text of an item is rich text as well"},
     {Place::Message, "PidLidAppointmentColor", Kind::Added, calendar::saysNothing, "an item has a colour, if only none"},
     {Place::Message, "PidLidAppointmentSequence", Kind::Added, calendar::saysNothing, "an item has a number of its version"},
     {Place::Message, "PR_TRANSPORT_MESSAGE_HEADERS", Kind::Added, calendar::isEvent, "a mail keeps its headers as they are"},
