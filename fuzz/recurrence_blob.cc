@@ -9,6 +9,7 @@
 #include "diagnostics/boundary.h"
 #include "fuzz/converter.h"
 #include "host/structure_words.h"
+#include "host/untold_series.h"
 #include "mail/calendar.h"
 #include "properties/named_properties.h"
 
@@ -47,7 +48,10 @@ std::string roundTrip(std::string_view bytes, ItemKind kind) {
   item.set(bytes);
   Object object;
   object.createNew("u");
-  if (failed(atBoundary([&] { RecurrenceState::createState(item.state, object, {}); }))) {
+  const bool isTold = succeeded(atBoundary([&] { RecurrenceState::createState(item.state, object, {}); }));
+  fuzz::expect(isTold ==
+               host::isToldSeries(bytes, kind == ItemKind::Task ? host::SeriesKind::Task : host::SeriesKind::Appointment));
+  if (!isTold) {
     return {};
   }
   Object read;

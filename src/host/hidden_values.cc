@@ -4,6 +4,7 @@
 
 #include "diagnostics/hresult_exception.h"
 #include "host/msg_layout.h"
+#include "host/untold_series.h"
 #include "host/worked_out_body.h"
 #include "platform/mapi/tags.h"
 #include "platform/text/code_pages.h"
@@ -75,6 +76,15 @@ void HiddenValues::hideUnknownCodePages(const std::vector<MemoryMessage*>& messa
     if (page != nullptr && findCodePage(static_cast<CodePage>(*page)) == nullptr) {
       told.push_back("the code page " + std::to_string(*page) + " is unknown and counts as absent");
       hide(message->sharedBag(), PR_INTERNET_CPID);
+    }
+  }
+}
+
+void HiddenValues::hideUntoldSeries(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told) {
+  for (MemoryMessage* message : messages) {
+    for (const ULONG tag : untoldSeriesOf(message->bag())) {
+      told.push_back("the item repeats in a way that no mail tells, or its pattern is damaged; the mail has one date");
+      hide(message->sharedBag(), tag);
     }
   }
 }

@@ -23,6 +23,8 @@ class HiddenValues {
 
   // A code page that nobody knows. `told` gets one line for each.
   void hideUnknownCodePages(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told);
+  // A series that no mail tells; the item goes out as if it were its first date alone.
+  void hideUntoldSeries(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told);
   // A method of attachment that no mail knows, or whose content is not there: methodInMail takes its place. A file without
   // data is an empty one on the way, and is told.
   void replaceOddAttachments(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told);

@@ -215,6 +215,7 @@ void convert(MemoryMessage* message, IAnnotations* annotations, DWORD word, ILog
   file.warnings.clear();
   hidden.addWorkedOutBodies(messages);
   hidden.hideUnknownCodePages(messages, file.warnings);
+  hidden.hideUntoldSeries(messages, file.warnings);
   hidden.replaceOddAttachments(messages, file.warnings);
   const auto run = [&] {
     file.mail = streamUtils::createStream();

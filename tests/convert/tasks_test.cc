@@ -1,6 +1,9 @@
 // Tasks, both ways.
 #include <gtest/gtest.h>
 
+#include <fstream>
+
+#include "host/mail.h"
 #include "tests/convert/task_items.h"
 #include "tests/mail/zones.h"
 
@@ -194,6 +197,34 @@ TEST(Task, OfSomebodyElseIsRead) {
   EXPECT_FALSE(task.has(task.tagOf(named::kTaskStartDate)));
   EXPECT_TRUE(task.get<bool>(task.tagOf(named::kTaskFRecurring)));
   EXPECT_EQ(task.number(PR_ICON_INDEX), 0x501U);
+}
+
+std::string contentOfFile(const std::string& name) {
+  std::ifstream in(std::string(NALVO_TEST_DATA) + "/" + name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+TEST(Task, OfASeriesThatNoMailTellsComesBackWithIt) {
+  const ScopedZone scope("UTC");
+  for (const char* name : {"regenerating_task", "daily_without_end", "more_deleted_than_there_is"}) {
+    SCOPED_TRACE(name);
+    const std::string pattern = contentOfFile("recurrence-blobs/" + std::string(name));
+    ASSERT_FALSE(pattern.empty());
+    Item task(u"IPM.Task");
+    fillTask(task);
+    task.set(named::kTaskFRecurring, true);
+    task.set(named::kTaskRecurrence, pattern);
+    for (const host::MailForm form : {host::MailForm::Lossless, host::MailForm::Exact}) {
+      const host::MailFile mail = host::writeMail(task.message.get(), form, nullptr);
+      EXPECT_EQ(task.bytes(task.tagOf(named::kTaskRecurrence)), pattern) << "it is hidden on the way alone";
+      Caller back(task.context);
+      back.message = host::readMail(mail.mail.get(), task.context, FILETIME{}, nullptr);
+      const bool isTold = mail.warnings.empty();
+      EXPECT_EQ(isTold, std::string_view(name) == "daily_without_end");
+      EXPECT_TRUE(back.get<bool>(back.tagOf(named::kTaskFRecurring)));
+      EXPECT_TRUE(isTold || back.bytes(back.tagOf(named::kTaskRecurrence)) == pattern);
+    }
+  }
 }
 
 TEST(FaultSweep, Tasks) { sweepItem(u"IPM.Task", fillTask); }
