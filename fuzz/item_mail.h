@@ -12,9 +12,9 @@ inline std::u16string textOf(const Converter& converter, ULONG tag) {
 }
 
 // The text becomes an item or is refused with a code. What became one goes out in each form, comes back, and says the same
-// in `tag`.
-inline void carryItem(const char* type, std::string_view text, ULONG tag) {
-  const std::string mail = std::string("MIME-Version: 1.0\r\nContent-Type: text/") + type +
+// in `tag`. `headers` stand ahead of those of the text.
+inline void carryItem(const char* type, std::string_view text, ULONG tag, const char* headers = "") {
+  const std::string mail = std::string(headers) + "MIME-Version: 1.0\r\nContent-Type: text/" + type +
                            "; charset=utf-8\r\nContent-Transfer-Encoding: 8bit\r\n\r\n" + std::string(text);
   Converter first;
   if (failed(first.read(mail, 0))) {
