@@ -142,6 +142,10 @@ TEST(DistList, ListsOfUnlikeLengthKeepAllMembers) {
   const Item back(source, source.write());
   EXPECT_EQ(membersOf(back), (Members{a, "opaque", "more"}));
   EXPECT_EQ(oneOffsOf(back), Members{a});
+  setMembers(source, {a, "", b}, {a, "opaque", b});
+  const Item nameless(source, source.write());
+  EXPECT_EQ(membersOf(nameless), (Members{a, "opaque", b}));
+  EXPECT_EQ(oneOffsOf(nameless), (Members{a, "", b}));
   // One that can't be read leaves its member out.
   setMembers(source, {a, "broken", b}, {a, "x", b});
   EXPECT_EQ(membersOf(Item(source, source.write())), (Members{a, b}));
@@ -194,6 +198,12 @@ TEST(DistList, ItemsThatSayNothingOrWrongThings) {
       EXPECT_EQ(membersOf(list).size(), c.members) << c.item;
     }
   }
+  const ReceivedItem list(u"IPM.DistList",
+                          "Content-Type: text/x-vcard-dl\n\nBEGIN:VCARD\nFN:L\nX-DL:TRUE\nBEGIN:X-DL-ITEM\n"
+                          "NAME:J\0o\nEMAIL:j\0o@x.org\nEND:X-DL-ITEM\nEND:VCARD\n"s);
+  const auto entry = parseOneOffEntry(membersOf(list).at(0));
+  ASSERT_TRUE(entry);
+  EXPECT_EQ(entry->name + entry->address, u"Jojo@x.org") << "a null character would end them";
 }
 
 void fill(Item& list) {

@@ -135,22 +135,23 @@ void DistListConvert::storeMembers() {
   const ULONG membersTag = tagOf(named::kDistributionListMembers);
   const std::vector<std::string> members = exists(membersTag) ? getMultiBinary(membersTag) : std::vector<std::string>();
   object().removeDistItems();
-  for (std::size_t i = 0; i < oneOffs.size(); ++i) {
-    addDistListItem(oneOffs[i], i < members.size() ? members[i] : oneOffs[i]);
-  }
-  for (std::size_t i = oneOffs.size(); i < members.size(); ++i) {
-    mail::DistItem item;
-    setOpaque(item, members[i]);
-    object().addDistItem(item);
+  for (std::size_t i = 0; i < std::max(oneOffs.size(), members.size()); ++i) {
+    const std::string_view oneOff = i < oneOffs.size() ? std::string_view(oneOffs[i]) : std::string_view();
+    addDistListItem(oneOff, i < members.size() ? std::string_view(members[i]) : oneOff);
   }
 }
 
 void DistListConvert::addDistListItem(std::string_view oneOff, std::string_view member) {
+  mail::DistItem item;
+  if (oneOff.empty()) {
+    setOpaque(item, member);
+    object().addDistItem(item);
+    return;
+  }
   const std::optional<OneOffEntry> entry = parseOneOffEntry(oneOff);
   if (!entry) {
     return;
   }
-  mail::DistItem item;
   item.name = wideToUtf8(entry->name);
   const bool isList = equalsIgnoreCase(entry->type, kPersonalList);
   if (!isList) {
@@ -250,10 +251,13 @@ void DistListConvert::loadMembers() {
 
 void DistListConvert::loadMember(const mail::DistItem& item, std::vector<std::string>& oneOffs,
                                  std::vector<std::string>& members) {
-  std::string oneOff;
-  if (const std::string& name = item.name.empty() ? item.email : item.name; !name.empty()) {
-    oneOff = textOf(*AddressMaker::createOneOffAddress(item.email, utf8ToWide(name),
-                                                       item.email.empty() ? kPersonalList : kSmtp, data().getAllocator())
+  std::string oneOff, name = item.name, email = item.email;
+  for (std::string* text : {&name, &email}) {
+    std::erase(*text, '\0');  // it would end a text of the entry
+  }
+  if (!name.empty() || !email.empty()) {
+    oneOff = textOf(*AddressMaker::createOneOffAddress(email, utf8ToWide(name.empty() ? email : name),
+                                                       email.empty() ? kPersonalList : kSmtp, data().getAllocator())
                          .get());
   }
   std::string member;

@@ -30,10 +30,9 @@ class DistListConvert : public GroupwareBaseConvert<DistListConvert, mail::VDist
  private:
   friend struct DistListRows;
 
-  // Each member of both lists, side by side. One that the second list lacks is identified by its one-off entry; what the
-  // second list has beyond the first has no name.
+  // Each member of both lists, side by side. One that the second list lacks is identified by its one-off entry.
   void storeMembers();
-  // A one-off entry that can't be read leaves its member out.
+  // A member with an empty one-off entry has no name; one that can't be read leaves its member out.
   void addDistListItem(std::string_view oneOff, std::string_view member);
   // Makes `item` a reference to the object that `member` wraps. False if nobody can tell which that is.
   bool setReference(mail::DistItem& item, std::string_view member);
