@@ -132,6 +132,14 @@ void MemoryAttachment::onSave() {
   }
 }
 
+HRESULT MemoryAttachment::deleteProp(ULONG tag) noexcept {
+  const HRESULT hr = MemoryObject::deleteProp(tag);
+  if (succeeded(hr) && tag == PR_ATTACH_DATA_OBJ) {
+    embedded_.reset();
+  }
+  return hr;
+}
+
 HRESULT MemoryAttachment::setAddressBook(IAddressBook*) noexcept { return called("IConvertAttachment::setAddressBook"); }
 
 HRESULT MemoryAttachment::getContentIdSource(IContentIdSource** out) noexcept {

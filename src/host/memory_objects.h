@@ -103,6 +103,8 @@ class MemoryAttachment final : public MemoryObject<IConvertAttachment> {
   const ComPtr<MemoryMessage>& embedded() const { return embedded_; }
   void setEmbedded(ComPtr<MemoryMessage> message) { embedded_ = std::move(message); }
 
+  // The embedded message goes with its property.
+  HRESULT deleteProp(ULONG tag) noexcept override;
   HRESULT setAddressBook(IAddressBook* addressBook) noexcept override;
   HRESULT getContentIdSource(IContentIdSource** out) noexcept override;
 

@@ -197,6 +197,7 @@ TEST_F(Attachments, DepthOfOutsideMailHasALimit) {
   ASSERT_EQ(level->parts().attachments.size(), 1U);
   const std::string rest = bytes(level->parts().attachments[0]->bag(), PR_ATTACH_DATA_BIN);
   EXPECT_NE(rest.find("in the middle"), std::string::npos) << "the rest is kept as a file";
+  EXPECT_FALSE(level->parts().attachments[0]->embedded());
 }
 
 TEST_F(Attachments, MarkedOnesHangBesideTheText) {
