@@ -310,6 +310,10 @@ bool isReport(const Case& c) {
   return mediaType(c.was("header content-type")) == "multipart/report" &&
          mediaType(c.is("header content-type")) == "multipart/report";
 }
+bool isPictureOfCard(const Case& c) {
+  return calendar::isItem(c) && c.difference.after.starts_with("\"ContactPicture.") &&
+         c.difference.after.find(", image/") != std::string::npos;
+}
 bool isEmptyHeaders(const Case& c) {
   return isReport(c) && c.difference.after.starts_with("\"\", text/rfc822-headers, 0 bytes");
 }
@@ -629,6 +633,7 @@ constexpr RuleRow kRules[] = {
     {Place::Mail, "attachment name", Kind::Lost, isReport, kReportParts},
     {Place::Mail, "attachment", Kind::Lost, isReport, kReportParts},
     {Place::Mail, "attachment", Kind::Added, isEmptyHeaders, kReportParts},
+    {Place::Mail, "attachment", Kind::Added, isPictureOfCard, "a picture in a card becomes a file beside it"},
     {Place::Mail, "*", Kind::Lost, calendar::isBodyOfItem, kItemText},
     {Place::Mail, "plain text", Kind::Any, calendar::isItem, kItemText},
     {Place::Mail, "HTML", Kind::Any, calendar::isItem, kItemText},

@@ -179,6 +179,15 @@ TEST(Rules, AreAsNarrowAsTheirConditions) {
        {},
        {},
        true},
+      {"a picture of a card",
+       Place::Mail,
+       "attachment",
+       "",
+       "\"ContactPicture.png\", image/png, 70 bytes",
+       {{"item", "yes"}},
+       {{"item", "yes"}},
+       true},
+      {"a picture of a mail", Place::Mail, "attachment", "", "\"ContactPicture.png\", image/png, 70 bytes", {}, {}, false},
       {"another file", Place::Mail, "attachment", "\"a.txt\", text/plain, 1", "\"a.txt\", message/rfc822, 2", {}, {}, false},
   };
   for (const Case& c : kCases) {
