@@ -76,6 +76,44 @@ std::string pictureUrl(mime::IMimeMessage* mail, std::string_view contentId) {
   return {};
 }
 
+namespace {
+
+// A card that stands alone holds its picture itself; in a mail it points to a part beside it.
+std::string withPicture(std::string card, mime::IMimeMessage* mail) {
+  constexpr std::string_view kReference = "\r\nPHOTO;VALUE=URI:", kFold = "\r\n ", kScheme = "cid:", kData = "data:image/",
+                             kBase64 = ";base64,";
+  const std::size_t begin = card.find(kReference);
+  if (begin == std::string::npos) {
+    return card;
+  }
+  std::string reference;
+  std::size_t at = begin + kReference.size();
+  std::size_t end = card.find("\r\n", at);
+  for (; card.compare(end, kFold.size(), kFold) == 0; end = card.find("\r\n", at)) {
+    reference += card.substr(at, end - at);
+    at = end + kFold.size();
+  }
+  reference += card.substr(at, end - at);
+  const std::string url =
+      reference.starts_with(kScheme) ? pictureUrl(mail, std::string_view(reference).substr(kScheme.size())) : std::string();
+  const std::size_t data = url.find(kBase64);
+  if (!url.starts_with(kData) || data == std::string::npos) {
+    return card;
+  }
+  std::string line = "\r\nPHOTO;ENCODING=b;TYPE=";
+  for (std::size_t i = kData.size(); i < data; ++i) {
+    line += url[i] >= 'a' && url[i] <= 'z' ? static_cast<char>(url[i] - 'a' + 'A') : url[i];
+  }
+  line += ':';
+  constexpr std::size_t kLine = 74;
+  for (std::size_t i = data + kBase64.size(); i < url.size(); i += kLine) {
+    line.append(kFold).append(url, i, kLine);
+  }
+  return card.replace(begin, end - begin, line);
+}
+
+}  // namespace
+
 std::optional<ItemText> itemTextOf(MemoryMessage* message) {
   const MailFile file = writeMail(message, MailForm::Wire, nullptr);
   const ComPtr<mime::IMimeMessage> mail = loadMail(file.mail.get());
@@ -90,7 +128,7 @@ std::optional<ItemText> itemTextOf(MemoryMessage* message) {
       }
       ComPtr<IStream> data;
       checkHResult(bodyOf(mail.get(), handle)->GetData(mime::IET_UNICODE, data.put()), kSource.at("host::itemTextOf"));
-      return ItemText{type.extension, wideTextOf(data.get())};
+      return ItemText{type.extension, withPicture(wideTextOf(data.get()), mail.get())};
     }
   }
   return std::nullopt;

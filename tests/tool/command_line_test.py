@@ -355,7 +355,8 @@ class CommandLine(unittest.TestCase):
     def test_items_are_written_as_other_programs_read_them(self):
         event = self.given("event.ics", "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nBEGIN:VEVENT\r\nUID:1\r\nSUMMARY:Grüße\r\n"
                                         "DTSTART:20240101T080000Z\r\nDTEND:20240101T090000Z\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n")
-        card = self.given("card.vcf", "BEGIN:VCARD\r\nVERSION:3.0\r\nFN:Ann Lee\r\nN:Lee;Ann\r\nEND:VCARD\r\n")
+        card = self.given("card.vcf", "BEGIN:VCARD\r\nVERSION:3.0\r\nFN:Ann Lee\r\nN:Lee;Ann\r\n"
+                                      "PHOTO;ENCODING=b:/9j/AHBpY3R1cmU=\r\nEND:VCARD\r\n")
         note = self.given("note.eml", "Content-Type: text/x-stickynote\n\nBEGIN:STICKYNOTE\nTEXT:buy milk\nEND:STICKYNOTE\n")
         mail = self.given("mail.eml", "Subject: plain\n\nx\n")
         messages = self.path / "messages"
@@ -368,6 +369,7 @@ class CommandLine(unittest.TestCase):
             self.assertEqual(sorted(file.name for file in out.iterdir()), expected)
             self.assertIn("SUMMARY:Grüße\r\n".encode(), (out / "event.ics").read_bytes())
             self.assertIn(b"N:Lee;Ann", (out / "card.vcf").read_bytes())
+            self.assertIn(b"PHOTO;ENCODING=b;TYPE=JPEG:\r\n /9j/AHBpY3R1cmU=\r\n", (out / "card.vcf").read_bytes())
             self.assertIn(b"buy milk", (out / "note.txt").read_bytes())
             self.assertNotIn(b"STICKYNOTE", (out / "note.txt").read_bytes())
             self.assertEqual(run("to-mime", "-q", "--object", how, "-o", out, messages).returncode, 1)
