@@ -8,8 +8,8 @@
 #include "convert/groupware/time_zone_struct.h"
 #include "diagnostics/boundary.h"
 #include "fuzz/converter.h"
+#include "host/series.h"
 #include "host/structure_words.h"
-#include "host/untold_series.h"
 #include "mail/calendar.h"
 #include "properties/named_properties.h"
 

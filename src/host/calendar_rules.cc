@@ -60,85 +60,12 @@ class Reader {
     rest_.remove_prefix(whole_ ? size : rest_.size());
     return value;
   }
-  void skip(std::size_t size) {
-    whole_ = whole_ && rest_.size() >= size;
-    rest_.remove_prefix(std::min(size, rest_.size()));
-  }
   bool whole() const { return whole_; }
 
  private:
   std::string_view rest_;
   bool whole_ = true;
 };
-
-constexpr std::uint32_t kWeekly = 0x0B;
-constexpr std::uint32_t kYearly = 0x0D;
-constexpr std::uint32_t kEndsByCount = 0x2022;
-constexpr std::uint32_t kEndsNever = 0x2023;
-constexpr std::uint32_t kEndsNeverToo = 0xFFFFFFFF;
-
-// What an exception says beside its times, in the order of the bits of its flags: how long it is, or that its length is
-// told ahead of it in 16 bits, twice.
-constexpr int kLengthAhead = -1;
-constexpr std::array<int, 10> kOverrides = {kLengthAhead, 4, 4, 4, kLengthAhead, 4, 4, 4, 4, 0};
-
-void readException(Reader& reader, std::vector<std::uint32_t>& meaning) {
-  for (int i = 0; i < 3; ++i) {
-    meaning.push_back(reader.number(4));  // start, end, original start
-  }
-  const std::uint32_t flags = reader.number(2);
-  for (std::size_t bit = 0; bit < kOverrides.size(); ++bit) {
-    if ((flags >> bit & 1) != 0 && kOverrides[bit] == kLengthAhead) {
-      const std::uint32_t length = reader.number(2);
-      reader.skip(length + 1);
-    } else if ((flags >> bit & 1) != 0) {
-      reader.skip(static_cast<std::size_t>(kOverrides[bit]));
-    }
-  }
-}
-
-// The numbers of a recurrence pattern that tell its instances; empty for a damaged one.
-std::vector<std::uint32_t> meaningOf(std::string_view bytes, SeriesOf kind) {
-  Reader reader(bytes);
-  std::vector<std::uint32_t> meaning;
-  const auto keep = [&](std::size_t size, bool counts = true) {
-    const std::uint32_t value = reader.number(size);
-    meaning.push_back(counts ? value : 0);
-    return value;
-  };
-  reader.skip(4);
-  const std::uint32_t frequency = keep(2) & 0xFF;
-  const std::uint32_t pattern = keep(2) & 0xFF;
-  reader.skip(2);
-  keep(4, frequency == kYearly);  // the month; else it follows from the start
-  const std::uint32_t period = keep(4);
-  keep(4);
-  for (std::uint32_t i = 0; i < (pattern == 3 ? 2U : std::min(pattern, 1U)); ++i) {
-    keep(4);
-  }
-  std::uint32_t endType = reader.number(4);
-  endType = endType == kEndsNeverToo ? kEndsNever : endType;
-  meaning.push_back(endType);
-  keep(4, endType == kEndsByCount);
-  keep(4, frequency == kWeekly && period > 1);  // the first day of the week
-  for (int list = 0; list < 2; ++list) {
-    for (std::uint32_t count = keep(4); count > 0 && reader.whole(); --count) {
-      keep(4);
-    }
-  }
-  keep(4);
-  keep(4, endType != kEndsNever);
-  if (kind == SeriesOf::Task) {
-    return reader.whole() ? meaning : std::vector<std::uint32_t>();
-  }
-  reader.skip(8);
-  keep(4);
-  keep(4);
-  for (std::uint32_t count = keep(2); count > 0 && reader.whole(); --count) {
-    readException(reader, meaning);
-  }
-  return reader.whole() ? meaning : std::vector<std::uint32_t>();
-}
 
 // The numbers of a zone that tell its clock; those of a daylight time that never begins don't.
 std::vector<std::uint32_t> clockOf(std::string_view bytes) {
@@ -205,13 +132,13 @@ bool isTimeOfEvent(const Case& c) {
 
 bool isOfNoSeries(const Case& c) { return isEvent(c) && !isSeries(c); }
 
-bool meansTheSame(std::string_view before, std::string_view after, SeriesOf kind) {
-  const std::vector<std::uint32_t> meaning = meaningOf(bytesOf(before), kind);
-  return !meaning.empty() && meaning == meaningOf(bytesOf(after), kind);
+bool meansTheSame(std::string_view before, std::string_view after, SeriesKind kind) {
+  const std::vector<std::uint32_t> meaning = seriesMeaning(bytesOf(before), kind);
+  return !meaning.empty() && meaning == seriesMeaning(bytesOf(after), kind);
 }
 
 bool isSameSeries(const Case& c) {
-  return isEvent(c) && meansTheSame(c.difference.before, c.difference.after, SeriesOf::Event);
+  return isEvent(c) && meansTheSame(c.difference.before, c.difference.after, SeriesKind::Appointment);
 }
 
 bool isSameClock(const Case& c) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/rule_case.h"
+#include "host/series.h"
 
 namespace nalvo::host::calendar {
 
@@ -14,8 +15,7 @@ bool isSameDayElsewhere(const Case& c);
 // A value of a series of which there is none.
 bool isOfNoSeries(const Case& c);
 // Two recurrence patterns, as JSON, that mean the same dates.
-enum class SeriesOf : std::uint8_t { Event, Task };
-bool meansTheSame(std::string_view before, std::string_view after, SeriesOf kind);
+bool meansTheSame(std::string_view before, std::string_view after, SeriesKind kind);
 // Both patterns mean the same instances.
 bool isSameSeries(const Case& c);
 // Both zones have the same clock, or the item needs none: it has one time, or is of whole days.

@@ -135,7 +135,7 @@ class Decoder {
   }
   void read(CarriedValue& value) {
     read(value.key);
-    value.guard.kind = oneOf(Guard::Kind::Message);
+    value.guard.kind = oneOf(Guard::Kind::Series);
     value.guard.tag = in_.number<std::uint32_t>();
     value.guard.digest = in_.text();
     value.action = oneOf(CarriedValue::Action::Narrow);

@@ -14,6 +14,8 @@
 
 namespace nalvo::host {
 
+enum class SeriesKind : std::uint8_t { Appointment, Task };
+
 // A property by what holds in every file: its tag, or the name of a named one with the type.
 struct PropertyKey {
   ULONG tag = 0;  // as it is listed; of a named property the type alone counts
@@ -34,6 +36,7 @@ struct Guard {
     Person,   // of the originator with the address `tag`, the address or the name has these words
     Headers,  // the text of the property has these lines, whatever boundaries they name, which are new in each mail
     Message,  // the attachment holds the message of this digest
+    Series,   // the property is a recurrence pattern, of the kind `tag`, with the meaning of this digest
   };
   Kind kind = Kind::Always;
   ULONG tag = 0;
@@ -46,6 +49,7 @@ struct Guard {
   static Guard person(ULONG addressTag, std::u16string_view addressOrName);
   static Guard headers(const PropertyRecord& record);
   static Guard message(const MemoryMessage& message);
+  static Guard series(const std::vector<std::uint32_t>& meaning, SeriesKind kind);
 };
 
 struct CarriedValue {

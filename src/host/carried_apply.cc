@@ -6,7 +6,9 @@
 #include "host/carried_value.h"
 #include "host/digest.h"
 #include "host/json.h"
+#include "host/little_endian.h"
 #include "host/msg_layout.h"
+#include "host/series.h"
 #include "platform/mapi/tags.h"
 #include "platform/text/text.h"
 #include "platform/text/text_converter.h"
@@ -51,6 +53,19 @@ std::string digestOfHeaders(const PropertyRecord& record) {
   return sha256(wideToUtf8(withoutBoundaries(textOf(record)))).substr(0, kDigestLength);
 }
 
+std::string digestOfSeries(const std::vector<std::uint32_t>& meaning) {
+  std::string bytes;
+  for (const std::uint32_t number : meaning) {
+    appendTo(bytes, number);
+  }
+  return sha256(bytes).substr(0, kDigestLength);
+}
+
+bool isSeries(const PropertyRecord& record, const Guard& guard) {
+  const auto kind = static_cast<SeriesKind>(guard.tag);
+  return record.type == PT_BINARY && digestOfSeries(seriesMeaning(bytesOf(record), kind)) == guard.digest;
+}
+
 bool isText(const PropertyRecord& record) { return record.type == PT_UNICODE || record.type == PT_STRING8; }
 
 ULONG nameTagOf(ULONG addressTag) {
@@ -78,6 +93,10 @@ bool holds(const Guard& guard, const PropertyBag& bag, ULONG tag, const MemoryAt
     case Guard::Kind::Headers: {
       const PropertyRecord* record = bag.findListed(tag);
       return record != nullptr && isText(*record) && digestOfHeaders(*record) == guard.digest;
+    }
+    case Guard::Kind::Series: {
+      const PropertyRecord* record = bag.findListed(tag);
+      return record != nullptr && isSeries(*record, guard);
     }
     case Guard::Kind::Message:
       return attachment != nullptr && attachment->embedded() && digestOfMessage(*attachment->embedded()) == guard.digest;
@@ -202,6 +221,9 @@ Guard Guard::person(ULONG addressTag, std::u16string_view addressOrName) {
 Guard Guard::headers(const PropertyRecord& record) { return {Kind::Headers, 0, digestOfHeaders(record)}; }
 Guard Guard::words(ULONG tag, std::u16string_view text, std::u16string_view otherText) {
   return {Kind::Words, tag, digestOfWords(text) + " " + digestOfWords(otherText)};
+}
+Guard Guard::series(const std::vector<std::uint32_t>& meaning, SeriesKind kind) {
+  return {Kind::Series, static_cast<ULONG>(kind), digestOfSeries(meaning)};
 }
 Guard Guard::message(const MemoryMessage& message) { return {Kind::Message, 0, digestOfMessage(message)}; }
 

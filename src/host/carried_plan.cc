@@ -7,7 +7,7 @@
 #include "host/carried_value.h"
 #include "host/hidden_values.h"
 #include "host/msg_layout.h"
-#include "host/untold_series.h"
+#include "host/series.h"
 #include "host/worked_out_body.h"
 #include "platform/mapi/tags.h"
 #include "platform/text/text.h"
@@ -201,7 +201,7 @@ class Planner {
       addAttachment(*attachment);
     }
     planTask(message_, holder, layer_);
-    planUntoldSeries(bag_, layer_);
+    planSeries(bag_, layer_);
     return std::move(layer_);
   }
 

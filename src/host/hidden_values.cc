@@ -4,7 +4,7 @@
 
 #include "diagnostics/hresult_exception.h"
 #include "host/msg_layout.h"
-#include "host/untold_series.h"
+#include "host/series.h"
 #include "host/worked_out_body.h"
 #include "platform/mapi/tags.h"
 #include "platform/text/code_pages.h"

@@ -30,7 +30,7 @@ bool isSameDay(const Case& c) {
 }
 
 bool isSameSeries(const Case& c) {
-  return isTask(c) && calendar::meansTheSame(c.difference.before, c.difference.after, calendar::SeriesOf::Task);
+  return isTask(c) && calendar::meansTheSame(c.difference.before, c.difference.after, SeriesKind::Task);
 }
 
 bool repeats(const Case& c) { return isTask(c) && c.is("PidLidTaskFRecurring") == "true"; }

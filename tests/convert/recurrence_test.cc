@@ -3,13 +3,16 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 
 #include "convert/groupware/recurrence_pattern.h"
 #include "diagnostics/boundary.h"
 #include "host/file_stream.h"
+#include "host/mail.h"
 #include "host/msg_file.h"
 #include "mail/rrule.h"
+#include "platform/time/file_time.h"
 #include "tests/convert/series_items.h"
 #include "tests/mail/zones.h"
 #include "tests/support/recurrence_blob.h"
@@ -404,6 +407,42 @@ TEST(RecurrencePattern, HoldsThousandsOfExceptions) {
   event.setEnd(DateTime(1, 10, 2008, 0, 0, 0));
   EXPECT_EQ(hex(writeBlob(item, event)).size(), hex(patternBytes(pattern)).size());
   EXPECT_TRUE(item.blob() == patternBytes(pattern));
+}
+
+std::string seed(const std::string& name) {
+  std::ifstream in(std::string(NALVO_TEST_DATA) + "/recurrence-blobs/" + name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// What a rule has no place for comes back to the same series, but not to one that was edited.
+TEST(RecurrencePattern, ComesBackWithAllOfItsBytes) {
+  const ScopedZone scope("Europe/Prague");
+  for (const char* name : {"moved_with_subject_and_place", "moved_and_deleted", "every_second_week_ten_times"}) {
+    SCOPED_TRACE(name);
+    const std::string bytes = seed(name);
+    Item item(u"IPM.Appointment");
+    const RecurrencePattern blob = readRecurrencePattern(item.stream(bytes).get(), ItemKind::Appointment);
+    const auto store = [&](const NamedProperty& property, std::uint64_t local) {
+      item.set(property, fileTimeOf(local * 60 * kTicksPerSecond));
+    };
+    item.set(named::kTimeZoneStruct, std::string(48, '\0'));
+    item.set(named::kRecurring, true);
+    item.set(named::kAppointmentRecur, bytes);
+    store(named::kAppointmentStartWhole, blob.startDate + blob.startOffset);
+    store(named::kAppointmentEndWhole, blob.startDate + blob.endOffset);
+    std::string mail = Caller::contentOf(host::writeMail(item.message.get(), host::MailForm::Lossless, nullptr).mail.get());
+    const auto patternOf = [&](const std::string& text) {
+      Caller back(item.context);
+      back.message = host::readMail(back.stream(text).get(), item.context, FILETIME{}, nullptr);
+      return back.bytes(back.tagOf(named::kAppointmentRecur));
+    };
+    EXPECT_EQ(hex(patternOf(mail)), hex(bytes));
+    const std::size_t rule = mail.find("RRULE:FREQ=");
+    ASSERT_NE(rule, std::string::npos) << mail;
+    mail.insert(mail.find_first_of("\r\n", rule),
+                mail.find("INTERVAL=", rule) == std::string::npos ? ";INTERVAL=3" : ";COUNT=4");
+    EXPECT_NE(hex(patternOf(mail)), hex(bytes));
+  }
 }
 
 TEST(FaultSweep, Series) {
