@@ -34,6 +34,22 @@ std::string readAll(IStream* stream) {
   return text;
 }
 
+// Some programs write UTF-16, with a mark or without. What else is there stays, without its mark.
+std::string inUtf8(std::string text) {
+  using namespace std::string_view_literals;
+  const bool big = text.starts_with("\xFE\xFF") || text.starts_with("\0B"sv);
+  if (big || text.starts_with("\xFF\xFE") || text.starts_with("B\0"sv)) {
+    std::u16string wide;
+    for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
+      const auto first = static_cast<unsigned char>(text[i]), second = static_cast<unsigned char>(text[i + 1]);
+      wide += static_cast<char16_t>(big ? first << 8 | second : second << 8 | first);
+    }
+    text = wideToUtf8(wide);
+  }
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  return text.starts_with(kByteOrderMark) ? text.substr(kByteOrderMark.size()) : text;
+}
+
 std::string lowerCase(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(), [](char c) { return toLowerAscii(c); });
   return text;
@@ -167,11 +183,7 @@ void wrapCalendar(std::string_view text, std::vector<std::string>& mails) {
 }  // namespace
 
 std::vector<std::string> wrapObjects(IStream* stream) {
-  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-  std::string text = readAll(stream);
-  if (text.starts_with(kByteOrderMark)) {
-    text.erase(0, kByteOrderMark.size());
-  }
+  const std::string text = inUtf8(readAll(stream));
   std::vector<std::string> mails;
   std::string bare;       // what stands outside a calendar and would belong into one
   std::string_view type;  // of the object that is open

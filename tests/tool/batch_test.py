@@ -4,6 +4,7 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import signal
 import subprocess
 import sys
@@ -85,6 +86,12 @@ class Batch(unittest.TestCase):
         event = "BEGIN:VEVENT\r\nUID:{}\r\nSUMMARY:{}\r\nDTSTART:20200302T100000Z\r\nEND:VEVENT\r\n"
         self.given("in/cal.ics", "\ufeffBEGIN:VCALENDAR\r\nVERSION:2.0\r\n" + event.format(1, "one") + event.format(2, "two") +
                    event.format(1, "again") + "END:VCALENDAR\r\n")
+        for name, coding in (("marked", "utf-16"), ("big", "utf-16-be"), ("little", "utf-16-le")):
+            self.given(f"wide/{name}.vcf", "BEGIN:VCARD\r\nFN:Zoë\r\nEND:VCARD\r\n".encode(coding))
+        self.assertEqual(run("to-mapi", "-o", self.path / "out/wide", self.path / "wide").returncode, 0)
+        found = properties(*[self.path / "out/wide" / f for f in self.made("out/wide")])
+        self.assertEqual([p["PR_DISPLAY_NAME"] for p in found], 3 * ["Zoë"])
+        shutil.rmtree(self.path / "out")
         self.given("in/bare.ics", event.format(3, "bare") + event.format(4, "more") + event.format(3, "again"))
         self.given("in/empty.ics", "BEGIN:VCALENDAR\nVERSION:2.0\nEND:VCALENDAR\n")
         done = run("to-mapi", "-o", self.path / "out", self.path / "in")
