@@ -370,7 +370,7 @@ TEST(FaultSweep, TaskRequests) {
   constexpr std::uint64_t kLeastCalls = 100;
   for (const std::int32_t mode : {1, 2}) {
     const std::u16string messageClass = mode == 1 ? u"IPM.TaskRequest" : u"IPM.TaskRequest.Accept";
-    for (const DWORD word : {DWORD{0}, kForSend}) {
+    for (const DWORD word : {DWORD{0}, kForSend, kToAttachment}) {
       expectClean(host::faultSweep([&](const host::HostContextPtr& context, const std::function<void()>& arm) {
                     Request request(messageClass, mode, context);
                     const ComPtr<IStream> out = request.stream();
