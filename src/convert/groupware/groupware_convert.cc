@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <vector>
 
-#include "mail/content_sources.h"
 #include "mime/mime_utils.h"
 #include "platform/text/code_pages.h"
 #include "platform/text/text.h"
@@ -54,45 +53,6 @@ std::string getUtf8Text(IConvertMessage* message, IMapiAllocator* allocator) {
   std::string text(streamUtils::getStreamSize(narrow.get()), '\0');
   streamUtils::detail::readData(narrow.get(), text.data(), static_cast<std::uint32_t>(text.size()));
   return text;
-}
-
-namespace {
-
-bool isBareReturn(std::string_view text, std::size_t at) { return text[at] == '\r' && text.substr(at + 1, 1) != "\n"; }
-
-bool hasBareReturn(std::string_view text) {
-  std::size_t at = text.find('\r');
-  while (at != std::string_view::npos && !isBareReturn(text, at)) {
-    at = text.find('\r', at + 1);
-  }
-  return at != std::string_view::npos;
-}
-
-std::string withoutBareReturns(std::string text) {
-  for (std::size_t at = text.find('\r'); at != std::string::npos; at = text.find('\r', at + 1)) {
-    if (isBareReturn(text, at)) {
-      text[at] = '\n';
-    }
-  }
-  return text;
-}
-
-}  // namespace
-
-bool isFragile(std::string_view text) {
-  constexpr std::string_view kWordStart = "=?";
-  return text.starts_with(' ') || text.starts_with('\t') || text.find(kWordStart) != std::string_view::npos ||
-         hasBareReturn(text);
-}
-
-std::string rereadText(std::string_view text) { return mail::rereadValue(withoutBareReturns(std::string(text))); }
-
-std::vector<std::string> rereadCategories(const std::vector<std::string>& categories) {
-  constexpr std::string_view kName = "CATEGORIES";
-  mail::VCard object;
-  object.setCategories(categories);
-  object.setProperty(kName, mail::rereadValue(object.getProperty(kName)));
-  return object.getCategories();
 }
 
 std::string groupwareIdText(std::string_view bytes) {

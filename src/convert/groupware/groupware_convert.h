@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "convert/groupware/fragile_text.h"
 #include "convert/groupware/property_rows.h"
 #include "convert/message_convert.h"
 #include "diagnostics/hresult_exception.h"
@@ -48,13 +49,6 @@ std::string getUtf8Text(IConvertMessage* message, IMapiAllocator* allocator);
 std::string groupwareIdText(std::string_view bytes);
 // The bytes whose text this is. A text that no bytes have stands for itself.
 std::string groupwareIdBytes(std::string_view text);
-// Whether a calendar, card or note would give back another text than this, CR LF aside. Such a text travels in the
-// annotations as well, and the one from there counts as long as the other is what became of it.
-bool isFragile(std::string_view text);
-// What such a text becomes. A carriage return alone ends a line.
-std::string rereadText(std::string_view text);
-// The same for categories, of which one may hold a comma: what they become.
-std::vector<std::string> rereadCategories(const std::vector<std::string>& categories);
 [[noreturn]] void throwNoServerObject();
 
 }  // namespace detail
