@@ -159,6 +159,7 @@ TEST(TaskRequest, KeepsAllModesInTheStore) {
     const std::string mail = request.write();
     const Item back(request, mail);
     const TaskWithin task(back);
+    EXPECT_EQ(task.number(named::kTaskMode), mode);
     EXPECT_EQ(task.number(named::kTaskHistory), 4);
     EXPECT_EQ(task.number(named::kTaskOwnership), 0);
     EXPECT_EQ(task.number(named::kTaskAcceptanceState), 3);
@@ -362,6 +363,32 @@ TEST(TaskRequest, OfAFileIsUnderstoodByWhoeverGetsIt) {
     EXPECT_EQ(task.number(named::kTaskStatus), kind.status);
     EXPECT_EQ(task.number(named::kTaskVersion), kind.version + 1);
     EXPECT_EQ(task.bytes(named::kTaskGlobalId), std::string(16, '\x11'));
+  }
+}
+
+TEST(TaskRequest, WithoutAMailAroundItHasThePeopleOfItsText) {
+  struct Case {
+    const char16_t* messageClass;
+    const char* method;
+    const char* status;
+    const char* sender;
+    const char* recipient;
+  };
+  for (const Case& c : {Case{u"IPM.TaskRequest", "REQUEST", "NEEDS-ACTION", "bob@example.com", "ann@example.com"},
+                        Case{u"IPM.TaskRequest.Accept", "REPLY", "ACCEPTED", "ann@example.com", "bob@example.com"}}) {
+    SCOPED_TRACE(c.method);
+    ReceivedItem request(c.messageClass, "Content-Type: text/calendar; component=vtodo; method=" + std::string(c.method) +
+                                             "\n\nBEGIN:VCALENDAR\nMETHOD:" + c.method +
+                                             "\nBEGIN:VTODO\nUID:1\nSUMMARY:x\nORGANIZER:mailto:bob@example.com\n"
+                                             "ATTENDEE;RSVP=TRUE;PARTSTAT=" +
+                                             c.status + ":mailto:ann@example.com\nEND:VTODO\nEND:VCALENDAR\n");
+    EXPECT_EQ(wideToUtf8(request.text(PR_SENDER_EMAIL_ADDRESS)), c.sender);
+    ASSERT_EQ(request.message->parts().recipients.size(), 1U);
+    EXPECT_EQ(wideToUtf8(host::textOf(*request.message->parts().recipients[0]->bag().answer(PR_EMAIL_ADDRESS))),
+              c.recipient);
+    const std::string mail = request.write(kForSend);
+    EXPECT_NE(mail.find("ORGANIZER"), std::string::npos);
+    EXPECT_NE(mail.find("ATTENDEE"), std::string::npos);
   }
 }
 

@@ -35,6 +35,19 @@ constexpr std::uint32_t kFollowupComplete = 1;
 constexpr std::uint32_t kFollowupFlagged = 2;
 constexpr std::uint32_t kFollowupIconRed = 6;
 
+constexpr ULONG kOriginatorTags[] = {
+    PR_SENDER_ADDRTYPE,
+    PR_SENDER_EMAIL_ADDRESS,
+    PR_SENDER_ENTRYID,
+    PR_SENDER_NAME,
+    PR_SENDER_SEARCH_KEY,
+    PR_SENT_REPRESENTING_ADDRTYPE,
+    PR_SENT_REPRESENTING_EMAIL_ADDRESS,
+    PR_SENT_REPRESENTING_ENTRYID,
+    PR_SENT_REPRESENTING_NAME,
+    PR_SENT_REPRESENTING_SEARCH_KEY,
+};
+
 struct ModeRow {
   std::uint32_t mode;
   std::u16string_view prefix;  // of the subject
@@ -200,7 +213,29 @@ void TaskRequestConvert::convertMimeToMapi() {
   data().setFlags(flags() | ToMapiFlags::NoAttachment);
   MessageConvert::convertMimeToMapi();
   setAddresses(true, true);
+  takePeople(task.message.get());
   setEnvelope(task);
+}
+
+// A calendar text that comes without a mail around it names them alone.
+void TaskRequestConvert::takePeople(IConvertMessage* task) {
+  if (!exists(PR_SENDER_ENTRYID)) {
+    for (const ULONG tag : kOriginatorTags) {
+      MapiPropUtils::propCopyIfExist(task, data().getMapiMessage(), data().getAllocator(), tag);
+    }
+  }
+  const char* const where = "toMapi::TaskRequestConvert::takePeople";
+  if (!recipientsOf(data().getMapiMessage(), where).empty()) {
+    return;
+  }
+  const auto recipients = recipientsOf(task, where);
+  for (const ComPtr<IConvertRecipient>& recipient : recipients) {
+    const mail::Attendee person = ObjectAttendees::createAttendeeFromRecipient(recipient.get(), data().getAllocator());
+    // Who asks is told as the sender; an answer goes there alone.
+    if (person.role != mail::Attendee::Role::Chair || recipients.size() == 1) {
+      ObjectAttendees::addRsvpAttendee(data(), person);
+    }
+  }
 }
 
 TaskRequestConvert::Task TaskRequestConvert::makeTask() {

@@ -49,6 +49,7 @@ class TaskRequestConvert : public MessageConvert {
 
   Task makeTask();
   void createEmbeddedTask(IConvertAttachment** attachment, IConvertMessage** message);
+  void takePeople(IConvertMessage* task);
   void setEnvelope(const Task& task);
   void setOtherFlags();
 };

@@ -107,19 +107,6 @@ Attendee attendeeOf(const Person& person) {
 
 const std::string& displayName(const Attendee& attendee) { return attendee.name.empty() ? attendee.address : attendee.name; }
 
-std::vector<ComPtr<IConvertRecipient>> recipientsOf(IConvertMessage* message, const char* where) {
-  ScopedInterfaceArray array;
-  checkHResult(message->getRecipients(array.put()), kSource.at(where));
-  std::vector<ComPtr<IConvertRecipient>> recipients;
-  for (IUnknown* element : array) {
-    ComPtr<IConvertRecipient>& recipient = recipients.emplace_back();
-    if (element == nullptr || failed(element->QueryInterface(IConvertRecipient::kIid, recipient.putVoid()))) {
-      throwHResult(E_INVALIDARG, kSource.at(where));
-    }
-  }
-  return recipients;
-}
-
 // Whether the text of a message is taken from its RTF, by the editor that made it.
 bool isRtfWanted(IConvertMessage* message, IMapiAllocator* allocator) {
   const auto has = [message](ULONG tag) { return MapiPropUtils::propertyExists(message, tag); };
@@ -139,6 +126,19 @@ bool isRtfWanted(IConvertMessage* message, IMapiAllocator* allocator) {
 }
 
 }  // namespace
+
+std::vector<ComPtr<IConvertRecipient>> recipientsOf(IConvertMessage* message, const char* where) {
+  ScopedInterfaceArray array;
+  checkHResult(message->getRecipients(array.put()), kSource.at(where));
+  std::vector<ComPtr<IConvertRecipient>> recipients;
+  for (IUnknown* element : array) {
+    ComPtr<IConvertRecipient>& recipient = recipients.emplace_back();
+    if (element == nullptr || failed(element->QueryInterface(IConvertRecipient::kIid, recipient.putVoid()))) {
+      throwHResult(E_INVALIDARG, kSource.at(where));
+    }
+  }
+  return recipients;
+}
 
 namespace toMime {
 
@@ -321,7 +321,13 @@ void TaskRequestSubConvert::parseAttendeesReply() {
     }
   }
   setSender(owner);
-  setULong(tagOf(named::kTaskMode), modeOf(attendees.front().partStat));
+  // Of several modes with one answer, that which the task had stays.
+  const ULONG modeTag = tagOf(named::kTaskMode);
+  const std::uint32_t status = getULongOr(tagOf(named::kTaskStatus), mail::VTodo::kNotStarted);
+  const PartStat answer = attendees.front().partStat;
+  if (!exists(modeTag) || !methodRow(getULong(modeTag)).fromOwner || answerOf(getULong(modeTag), status) != answer) {
+    setULong(modeTag, modeOf(answer));
+  }
   Attendee organizer = object().getOrganizer();
   if (organizer.address.empty()) {
     organizer = attendeeOf(ObjectAttendees::getMailboxOwner(data().getMapiMessage(), data().getAllocator()));
@@ -358,7 +364,7 @@ void TaskRequestSubConvert::parseAttendeesRequest(bool cancel) {
   }
   const bool multiple = attendees.size() > 1;
   setULong(tagOf(named::kTaskMode), cancel ? kTaskCancelled : kTaskRequest);
-  setBool(tagOf(named::kTeamTask), multiple);
+  setBoolIfMissing(tagOf(named::kTeamTask), multiple);
   setBoolIfMissing(tagOf(named::kTaskUpdates), !multiple);
   setBoolIfMissing(tagOf(named::kTaskStatusOnComplete), !multiple);
   setULongIfMissing(tagOf(named::kTaskMultipleRecipients), multiple ? 1 : 0);

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "convert/groupware/task_convert.h"
 
@@ -17,6 +18,9 @@ enum TaskMode : std::uint32_t {
   kTaskUpdate,
   kTaskCancelled,
 };
+
+// The recipients of a message. E_INVALIDARG, told of the function `where`, for one that is none.
+std::vector<ComPtr<IConvertRecipient>> recipientsOf(IConvertMessage* message, const char* where);
 
 namespace toMime {
 
