@@ -5,20 +5,14 @@
 #include <optional>
 #include <vector>
 
+#include "convert/groupware/object_attendees.h"
 #include "convert/groupware/task_convert.h"
+#include "convert/groupware/task_modes.h"
 
 namespace nalvo {
 
-// What a request is about, PidLidTaskMode.
-enum TaskMode : std::uint32_t {
-  kTaskChanged,  // an update, as the embedded task tells it
-  kTaskRequest,
-  kTaskAccepted,
-  kTaskDeclined,
-  kTaskUpdate,
-  kTaskCancelled,
-};
-
+// One who takes part by mail.
+mail::Attendee attendeeOf(const ObjectAttendees::Person& person);
 // The recipients of a message. E_INVALIDARG, told of the function `where`, for one that is none.
 std::vector<ComPtr<IConvertRecipient>> recipientsOf(IConvertMessage* message, const char* where);
 
