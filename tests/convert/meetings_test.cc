@@ -10,7 +10,6 @@ using mail::testing::ScopedZone;
 
 constexpr ULONG kTagSenderAddress = propTag(PT_STRING8, 0x0C1F);
 constexpr ULONG kTagReceivedByName = propTag(PT_UNICODE, 0x0040);
-constexpr ULONG kTagRecipientFlags = propTag(PT_LONG, 0x5FFD);
 constexpr std::u16string_view kRequest = u"IPM.Schedule.Meeting.Request";
 constexpr std::u16string_view kReply = u"IPM.Schedule.Meeting.Resp";
 constexpr std::u16string_view kCancel = u"IPM.Schedule.Meeting.Canceled";
