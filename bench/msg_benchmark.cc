@@ -120,14 +120,18 @@ void conversions(const fs::path& folder) {
       }
     }
   }
-  for (const auto& [name, form] : {std::pair("lossless", MailForm::Lossless), std::pair("exact", MailForm::Exact),
-                                   std::pair("wire", MailForm::Wire), std::pair("store", MailForm::Store)}) {
+  struct Form {
+    const char* name;
+    MailForm form;
+  };
+  for (const Form& row : {Form{"lossless", MailForm::Lossless}, Form{"exact", MailForm::Exact}, Form{"wire", MailForm::Wire},
+                          Form{"store", MailForm::Store}}) {
     std::vector<MailFile> mails;
     std::size_t failures = 0;
     const double there = secondsOf([&] {
       for (const auto& message : messages) {
         try {
-          mails.push_back(writeMail(message.get(), form, nullptr));
+          mails.push_back(writeMail(message.get(), row.form, nullptr));
         } catch (const HResultException&) {
           ++failures;
         }
@@ -139,7 +143,7 @@ void conversions(const fs::path& folder) {
       }
     });
     const auto count = static_cast<double>(mails.size());
-    std::printf("%-8s to-mime %6.0f /s  to-mapi %6.0f /s  %zu failed\n", name, count / there, count / back, failures);
+    std::printf("%-8s to-mime %6.0f /s  to-mapi %6.0f /s  %zu failed\n", row.name, count / there, count / back, failures);
   }
 }
 
