@@ -138,8 +138,7 @@ nlohmann::ordered_json toJson(const PropertyBag& bag, ULONG tag, bool full) {
 
 nlohmann::ordered_json toJson(const MemoryMessage& message, bool full, bool words) {
   Json result;
-  const PropertyRecord* messageClass = message.bag().find(PR_MESSAGE_CLASS);
-  result["messageClass"] = messageClass == nullptr ? std::string() : wideToUtf8(textOf(*messageClass));
+  result["messageClass"] = messageClassOf(message);
   result["properties"] = propertiesOf(message.bag(), full, words);
   result["recipients"] = Json::array();
   for (const ComPtr<MemoryRecipient>& recipient : message.parts().recipients) {

@@ -5,6 +5,7 @@
 
 #include "diagnostics/boundary.h"
 #include "platform/mapi/tags.h"
+#include "platform/text/text.h"
 
 namespace nalvo::host {
 namespace {
@@ -231,6 +232,11 @@ HRESULT MemoryMessage::getAddressBook(IAddressBook** out) noexcept {
 
 ComPtr<MemoryMessage> makeMessage(const HostContextPtr& context) {
   return makeCom<MemoryMessage>(context, std::make_shared<NameMap>());
+}
+
+std::string messageClassOf(const MemoryMessage& message) {
+  const PropertyRecord* record = message.bag().find(PR_MESSAGE_CLASS);
+  return record == nullptr ? std::string() : wideToUtf8(textOf(*record));
 }
 
 }  // namespace nalvo::host

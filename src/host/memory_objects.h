@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "host/host_allocator.h"
@@ -131,5 +132,8 @@ class MemoryStore final : public MemoryObject<IConvertStore> {
 
 // An empty message with names of its own.
 ComPtr<MemoryMessage> makeMessage(const HostContextPtr& context);
+
+// The message class as UTF-8; empty when there is none.
+std::string messageClassOf(const MemoryMessage& message);
 
 }  // namespace nalvo::host

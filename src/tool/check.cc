@@ -52,6 +52,7 @@ Outcome check(const Input& input, bool json) {
   const ComPtr<IStream> file = input.open();
   if (host::isMsg(file.get())) {
     const ComPtr<host::MemoryMessage> before = host::readMsg(file.get(), context, &outcome.warnings);
+    outcome.messageClass = host::messageClassOf(*before);
     const ComPtr<IStream> mail = mailOf(*before, outcome);
     const ComPtr<host::MemoryMessage> after =
         host::readMail(mail.get(), context, input.modified(), nullptr, &outcome.warnings);
@@ -59,6 +60,7 @@ Outcome check(const Input& input, bool json) {
   } else {
     const ComPtr<host::MemoryMessage> message =
         host::readMail(file.get(), context, input.modified(), nullptr, &outcome.warnings);
+    outcome.messageClass = host::messageClassOf(*message);
     const ComPtr<IStream> back = mailOf(*message, outcome);
     comparison = host::compareMails(file.get(), back.get());
   }

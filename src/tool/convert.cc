@@ -41,11 +41,6 @@ std::string contentOf(const std::filesystem::path& file) {
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-std::string classOf(const host::MemoryMessage& message) {
-  const host::PropertyRecord* record = const_cast<host::MemoryMessage&>(message).bag().find(PR_MESSAGE_CLASS);
-  return record == nullptr ? std::string() : wideToUtf8(host::textOf(*record));
-}
-
 // The output that is there already: the target, or with ObjectFile::Only the text of an item in its place. Else the target.
 std::filesystem::path presentOutput(const std::filesystem::path& target, ObjectFile object) {
   if (object == ObjectFile::Only && !std::filesystem::exists(target)) {
@@ -119,7 +114,7 @@ Outcome toMime(const Input& input, const std::filesystem::path& target, const Co
   const ComPtr<IStream> file = input.open();
   const std::unique_ptr<Reproducible> reproducible = reproducibleRun(input, file.get(), options);
   const ComPtr<host::MemoryMessage> message = host::readMsg(file.get(), context, &outcome.warnings);
-  outcome.messageClass = classOf(*message);
+  outcome.messageClass = host::messageClassOf(*message);
   host::MailFile mail = host::writeMail(message.get(), options.form, nullptr);
   std::move(mail.warnings.begin(), mail.warnings.end(), std::back_inserter(outcome.warnings));
   if (options.form == host::MailForm::Wire) {
@@ -176,7 +171,7 @@ Outcome toMapi(const Input& input, const std::filesystem::path& planned, const C
   const ComPtr<host::MemoryMessage> message =
       host::readMail(mail, context, options.reproducible ? momentOf(input) : input.modified(), options.trustXMapi, nullptr,
                      &outcome.warnings);
-  outcome.messageClass = classOf(*message);
+  outcome.messageClass = host::messageClassOf(*message);
   // A message file is not written from its start to its end, so that standard output gets it from a file without a name.
   const std::filesystem::path target = toOutput ? std::filesystem::temp_directory_path() / "message.msg" : planned;
   makeFolderOf(target);

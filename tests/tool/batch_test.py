@@ -132,7 +132,7 @@ class Batch(unittest.TestCase):
         self.assertEqual({k: report["totals"][k] for k in ("good", "failed", "skipped", "left")},
                          {"good": 1, "failed": 1, "skipped": 0, "left": 0})
         self.assertEqual(run("check", "--report", file, self.path / "in/a.msg", self.path / "in/a.msg").returncode, 0)
-        self.assertEqual([row["outcome"] for row in json.loads(file.read_text())["inputs"]], ["good", "good"])
+        self.assertEqual([(row["class"], row["outcome"]) for row in json.loads(file.read_text())["inputs"]], 2 * [("IPM.Note", "good")])
 
     def batch(self, count):
         for i in range(count):
