@@ -300,6 +300,10 @@ bool hasOneText(const Case& c) {
   return mediaType(c.difference.before) == "multipart/report" && startsWith(c.difference.after, "text/") &&
          c.was(kPartsFact) == "1";
 }
+// A container around one text goes, with what it said of itself.
+bool losesContainer(const Case& c) {
+  return isContainer(mediaType(c.was("header content-type"))) && startsWith(c.is("header content-type"), "text/");
+}
 // Items are told by rules of their own.
 bool isOtherForm(const Case& c) {
   return !c.was(kAlternativeFact).empty() && c.difference.what.starts_with("body text") && !calendar::isItemBody(c);
@@ -622,6 +626,7 @@ constexpr RuleRow kRules[] = {
     {Place::Mail, "header Content-Type", Kind::Changed, differsInCharset, kLabel},
     {Place::Mail, "header Content-Type", Kind::Changed, hasNoParts, kNoParts},
     {Place::Mail, "header Content-Disposition", Kind::Lost, hadNoParts, kNoParts},
+    {Place::Mail, "header Content-Disposition", Kind::Lost, losesContainer, kTree},
     {Place::Mail, "header Content-Type", Kind::Lost, hasNoContent, kNoContent},
     {Place::Mail, "header Content-Description", Kind::Lost, hasNoContent, kNoContent},
     {Place::Mail, "header Content-Type", Kind::Changed, hasOneText, kTree},
