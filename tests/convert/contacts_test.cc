@@ -367,6 +367,14 @@ TEST(Contact, SubjectIsTheNameAndItsPrefixIsLeftOut) {
   EXPECT_FALSE(nobody.has(PR_SUBJECT));
 }
 
+TEST(Contact, IsMadeOfTheCardThatIsNoAttachment) {
+  const ReceivedItem contact(u"IPM.Contact",
+                             "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: text/vcard\n\n"
+                             "BEGIN:VCARD\nFN:Jo\nEND:VCARD\n--b\nContent-Type: text/x-vcard\n"
+                             "Content-Disposition: attachment; filename=a.vcf\n\nBEGIN:VCARD\nFN:Ann\nEND:VCARD\n--b--\n");
+  EXPECT_EQ(contact.text(PR_DISPLAY_NAME), u"Jo");
+}
+
 // The machine stands there while this lives.
 class ScopedPlace {
  public:

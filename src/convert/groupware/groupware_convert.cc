@@ -105,20 +105,21 @@ std::uint32_t codePageOf(mime::IMimeBody* body) {
   return info.cpiInternet;
 }
 
-// The body of a type that counts: the first that is no attachment, as the class of the message is told by it; else the
-// first.
-mime::HBODY findBodyPart(mime::IMimeMessage* message, const char* subType) {
+// The body that counts: the first that is no attachment, as the class of the message is told by it; else the first.
+mime::HBODY findBodyPart(mime::IMimeMessage* message, const GroupwareBody& type) {
   constexpr const char* kWhere = "toMapi::detail::findBodyPart";
-  mime::FINDBODY find{kPrimaryType, subType, 0};
   mime::HBODY first = nullptr;
-  mime::HBODY body = nullptr;
-  HRESULT hr = message->FindFirst(&find, &body);
-  for (; hr != MIME_E_NOT_FOUND; hr = message->FindNext(&find, &body)) {
-    checkHResult(hr, kSource.at(kWhere));
-    if (!MimeUtils::isBodyAttachment(message, body)) {
-      return body;
+  for (const char* subType : {type.subType, type.alternativeSubType}) {
+    mime::FINDBODY find{kPrimaryType, subType, 0};
+    mime::HBODY body = nullptr;
+    HRESULT hr = subType == nullptr ? MIME_E_NOT_FOUND : message->FindFirst(&find, &body);
+    for (; hr != MIME_E_NOT_FOUND; hr = message->FindNext(&find, &body)) {
+      checkHResult(hr, kSource.at(kWhere));
+      if (!MimeUtils::isBodyAttachment(message, body)) {
+        return body;
+      }
+      first = first == nullptr ? body : first;
     }
-    first = first == nullptr ? body : first;
   }
   return first;
 }
@@ -235,10 +236,7 @@ namespace toMapi {
 void GroupwareBaseConvertHelper::findAndLoadGroupwareBody(const GroupwareBody& type, mail::VBase& object) const {
   constexpr const char* kWhere = "toMapi::GroupwareBaseConvertHelper::findAndLoadGroupwareBody";
   mime::IMimeMessage* message = data().getMimeMessage();
-  mime::HBODY handle = detail::findBodyPart(message, type.subType);
-  if (handle == nullptr && type.alternativeSubType != nullptr) {
-    handle = detail::findBodyPart(message, type.alternativeSubType);
-  }
+  const mime::HBODY handle = detail::findBodyPart(message, type);
   if (handle == nullptr) {
     return;
   }
