@@ -44,6 +44,16 @@ TEST(StickyNote, ReadsAPositionThatIsNotSetAsTheUsualOne) {
   EXPECT_EQ(note.number(note.tagOf(named::kNoteHeight)), 166U);
 }
 
+TEST(StickyNote, WritesItsPositionInWhicheverOrderItsNumbersCome) {
+  Item note(u"IPM.StickyNote");
+  for (const NamedProperty* property : {&named::kNoteX, &named::kNoteY, &named::kNoteHeight}) {
+    note.set(*property, std::int32_t{0});
+  }
+  note.set(named::kNoteWidth, std::int32_t{500});
+  const std::string mail = note.write();
+  EXPECT_NE(mail.find("POSITION:0 0 500 0"), std::string::npos) << mail;
+}
+
 TEST(StickyNote, KeepsATextThatItsOwnFormCuts) {
   for (const char16_t* start : {u"x", u"x\r\n", u"  x"}) {
     Item note(u"IPM.StickyNote");
@@ -122,6 +132,13 @@ TEST(Journal, KeepsTheRestInAnnotations) {
   EXPECT_EQ(back.get<std::vector<std::u16string>>(back.tagOf(named::kKeywords)),
             (std::vector<std::u16string>{u"a b", u"c"}));
   EXPECT_EQ(back.text(MapiName(PSETID_Log, 0x8700, PT_UNICODE).getPropertyTag(back.message.get())), u"Phone call");
+}
+
+TEST(Journal, KeepsASubjectThatIsEmpty) {
+  Item entry(u"IPM.Activity");
+  EXPECT_FALSE(Item(entry, entry.write()).has(PR_SUBJECT));
+  entry.set(PR_SUBJECT, std::u16string());
+  EXPECT_TRUE(Item(entry, entry.write()).has(PR_SUBJECT));
 }
 
 TEST(Items, StopWhereTheFlagsSaySo) {

@@ -51,6 +51,9 @@ void JournalConvert::onStart(ULONG tag) { object().setStart(mail::DateTime::from
 void JournalConvert::onSubject(ULONG tag) {
   setHeader(tag, mime::HeaderId::Subject);
   object().setSummary(getUtf8(tag));
+  if (object().getSummary().empty()) {
+    storeAnnotation(tag);  // Calendar text knows no empty values.
+  }
 }
 
 }  // namespace toMime

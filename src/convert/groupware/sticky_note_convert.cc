@@ -60,10 +60,10 @@ struct StickyNoteRows {
   static constexpr PropertyRow<StickyNoteConvert> kAll[] = {
       {named::kKeywords, ChangeOf::Body, &StickyNoteConvert::onKeywords},
       {named::kNoteColor, ChangeOf::Body, &StickyNoteConvert::onColor},
-      {named::kNoteX, ChangeOf::Body, &StickyNoteConvert::onPosition<0>},
-      {named::kNoteY, ChangeOf::Body, &StickyNoteConvert::onPosition<1>},
-      {named::kNoteWidth, ChangeOf::Body, &StickyNoteConvert::onPosition<2>},
-      {named::kNoteHeight, ChangeOf::Body, &StickyNoteConvert::onPosition<3>},
+      {named::kNoteX, ChangeOf::Body, &StickyNoteConvert::onPosition},
+      {named::kNoteY, ChangeOf::Body, &StickyNoteConvert::onPosition},
+      {named::kNoteWidth, ChangeOf::Body, &StickyNoteConvert::onPosition},
+      {named::kNoteHeight, ChangeOf::Body, &StickyNoteConvert::onPosition},
       {named::kSideEffects, ChangeOf::Nothing},
       {PR_SUBJECT, ChangeOf::Body, &StickyNoteConvert::onSubject},
       {PR_BODY, ChangeOf::Body, &StickyNoteConvert::onBody},
@@ -94,10 +94,12 @@ void StickyNoteConvert::onKeywords(ULONG /*tag*/) { makeCategories(object()); }
 
 void StickyNoteConvert::onColor(ULONG tag) { object().setColor(rowOfNoteColor(getULong(tag)).color); }
 
-template <std::size_t Index>
-void StickyNoteConvert::onPosition(ULONG tag) {
-  Position position = positionOf(object());
-  position[Index] = static_cast<int>(getULong(tag));
+// Whichever of the four comes first: one by one, a position on the way could pass for none.
+void StickyNoteConvert::onPosition(ULONG /*tag*/) {
+  Position position = kDefaultPosition;
+  for (std::size_t i = 0; i < position.size(); ++i) {
+    position[i] = static_cast<int>(getULongOr(tagOf(*kPositionProperties[i]), static_cast<std::uint32_t>(position[i])));
+  }
   object().setPosition(position);
 }
 

@@ -26,8 +26,7 @@ class StickyNoteConvert : public GroupwareBaseConvert<StickyNoteConvert, mail::S
 
   void onKeywords(ULONG tag);
   void onColor(ULONG tag);
-  // One number of the position, which all of its properties give together.
-  template <std::size_t Index>
+  // The position, which all of its properties give together.
   void onPosition(ULONG tag);
   void onSubject(ULONG tag);
   void onBody(ULONG tag);
