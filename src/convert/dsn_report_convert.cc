@@ -180,7 +180,8 @@ void DsnReportConvert::forEachRecipient(Visit visit) const {
   checkHResult(data().getMapiMessage()->getRecipients(recipients.put()), kSource.at(kWhere));
   for (IUnknown* element : recipients) {
     ComPtr<IConvertRecipient> recipient;
-    checkHResult(element->QueryInterface(IConvertRecipient::kIid, recipient.putVoid()), kSource.at(kWhere));
+    checkHResult(element == nullptr ? E_INVALIDARG : element->QueryInterface(IConvertRecipient::kIid, recipient.putVoid()),
+                 kSource.at(kWhere));
     visit(recipient.get());
   }
 }

@@ -233,7 +233,8 @@ void MessageConvert::addRecipients(IConvertMessage* message) {
   checkHResult(message->getRecipients(recipients.put()), kSource.at(kWhere));
   for (IUnknown* element : recipients) {
     ComPtr<IConvertRecipient> recipient;
-    checkHResult(element->QueryInterface(IConvertRecipient::kIid, recipient.putVoid()), kSource.at(kWhere));
+    checkHResult(element == nullptr ? E_INVALIDARG : element->QueryInterface(IConvertRecipient::kIid, recipient.putVoid()),
+                 kSource.at(kWhere));
     addRecipient(recipient.get());
   }
 }

@@ -67,7 +67,8 @@ void MessageConvert::makeAttachments() {
   std::deque<ComPtr<IConvertAttachment>> attachments;
   for (IUnknown* element : array) {
     ComPtr<IConvertAttachment> attachment;
-    checkHResult(element->QueryInterface(IConvertAttachment::kIid, attachment.putVoid()), kSource.at(kWhere));
+    checkHResult(element == nullptr ? E_INVALIDARG : element->QueryInterface(IConvertAttachment::kIid, attachment.putVoid()),
+                 kSource.at(kWhere));
     if (isMarked(attachment.get(), allocator)) {
       attachments.push_front(std::move(attachment));
     } else {

@@ -78,7 +78,7 @@ bool anyAttachment(IConvertMessage* message, const char* where, Visit visit) {
   checkHResult(message->getAttachments(attachments.put(), 1), kSource.at(where));
   for (IUnknown* element : attachments) {
     ComPtr<IConvertAttachment> attachment;
-    if (failed(element->QueryInterface(IConvertAttachment::kIid, attachment.putVoid()))) {
+    if (element == nullptr || failed(element->QueryInterface(IConvertAttachment::kIid, attachment.putVoid()))) {
       throwHResult(E_INVALIDARG, kSource.at(where));
     }
     if (visit(attachment.get())) {
