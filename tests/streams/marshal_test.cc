@@ -187,6 +187,7 @@ TEST_F(Marshal, AnotherProcessUsesTheStream) {
   EXPECT_EQ(client.order('o'), S_OK);
   EXPECT_EQ(client.order('w'), S_OK);
   EXPECT_EQ(sizeOf(stream.get()), 600'010U);
+  EXPECT_TRUE(comesTrue([&] { return connectionsOf(stream) == 1; })) << "the packet's own goes in its own time";
   EXPECT_EQ(client.order('+'), 2);
   EXPECT_EQ(connectionsOf(stream), 2U) << "one count for both processes";
   EXPECT_EQ(client.order('-'), 1);
@@ -201,6 +202,9 @@ TEST_F(Marshal, TheDeathOfTheLastClientDisconnects) {
   const ComPtr<IStream> stream = streamOf("0123456789");
   ASSERT_EQ(first.unmarshal(packetOf(stream).get()), S_OK);
   ASSERT_EQ(second.unmarshal(packetOf(stream).get()), S_OK);
+  // Who has been answered is known.
+  EXPECT_EQ(first.order('r'), S_OK);
+  EXPECT_EQ(second.order('r'), S_OK);
   EXPECT_EQ(connectionsOf(stream), 2U);
   // The process that connected stays to be killed; what it forked off goes on with its proxy.
   ASSERT_EQ(second.order('f'), S_OK);
