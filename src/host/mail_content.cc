@@ -58,22 +58,31 @@ std::string mailText(mime::IMimeMessage* mail, mime::TextType type) {
                                                                                    : wideTextOf(stream.get());
 }
 
-std::string pictureUrl(mime::IMimeMessage* mail, std::string_view contentId) {
+Pictures::Pictures(mime::IMimeMessage* mail) : mail_(mail) {
   for (const mime::HBODY handle : bodiesOf(mail)) {
-    if (mail->IsContentType(handle, "image", nullptr) != S_OK) {
-      continue;
+    if (mail->IsContentType(handle, "image", nullptr) == S_OK) {
+      const std::string id = headerOf(bodyOf(mail, handle).get(), "Content-ID");
+      bodies_.emplace(trim(id, "<> \t"), handle);
     }
-    const ComPtr<mime::IMimeBody> body = bodyOf(mail, handle);
-    if (trim(headerOf(body.get(), "Content-ID"), "<> \t") != contentId) {
-      continue;
-    }
-    ComPtr<IStream> data;
-    checkHResult(body->GetData(mime::IET_BINARY, data.put()), kSource.at("host::pictureUrl"));
-    const std::string bytes = bytesOf(data.get());
-    const std::string type = toLowerAscii(headerOf(body.get(), "Content-Type"));
-    return bytes.empty() ? std::string() : "data:" + type.substr(0, type.find(';')) + ";base64," + encodeBase64(bytes);
   }
-  return {};
+}
+
+std::string Pictures::url(std::string_view contentId) {
+  const auto found = bodies_.find(contentId);
+  if (found == bodies_.end()) {
+    return {};
+  }
+  const ComPtr<mime::IMimeBody> body = bodyOf(mail_, found->second);
+  ComPtr<IStream> data;
+  checkHResult(body->GetData(mime::IET_BINARY, data.put()), kSource.at("host::Pictures::url"));
+  const std::string bytes = bytesOf(data.get());
+  if (bytes.empty() || bytes.size() > left_) {
+    bodies_.erase(found);  // not read again
+    return {};
+  }
+  left_ -= bytes.size();
+  const std::string type = toLowerAscii(headerOf(body.get(), "Content-Type"));
+  return "data:" + type.substr(0, type.find(';')) + ";base64," + encodeBase64(bytes);
 }
 
 namespace {
@@ -89,13 +98,14 @@ std::string withPicture(std::string card, mime::IMimeMessage* mail) {
   std::string reference;
   std::size_t at = begin + kReference.size();
   std::size_t end = card.find("\r\n", at);
-  for (; card.compare(end, kFold.size(), kFold) == 0; end = card.find("\r\n", at)) {
+  for (; end != std::string::npos && card.compare(end, kFold.size(), kFold) == 0; end = card.find("\r\n", at)) {
     reference += card.substr(at, end - at);
     at = end + kFold.size();
   }
   reference += card.substr(at, end - at);
-  const std::string url =
-      reference.starts_with(kScheme) ? pictureUrl(mail, std::string_view(reference).substr(kScheme.size())) : std::string();
+  const std::string url = reference.starts_with(kScheme)
+                              ? Pictures(mail).url(std::string_view(reference).substr(kScheme.size()))
+                              : std::string();
   const std::size_t data = url.find(kBase64);
   if (!url.starts_with(kData) || data == std::string::npos) {
     return card;
@@ -109,7 +119,7 @@ std::string withPicture(std::string card, mime::IMimeMessage* mail) {
   for (std::size_t i = data + kBase64.size(); i < url.size(); i += kLine) {
     line.append(kFold).append(url, i, kLine);
   }
-  return card.replace(begin, end - begin, line);
+  return card.replace(begin, end == std::string::npos ? end : end - begin, line);
 }
 
 }  // namespace

@@ -43,7 +43,8 @@ std::string bodyHtml(host::MemoryMessage* message, const Json& json) {
     const host::MailFile file = host::writeMail(message, host::MailForm::Wire, nullptr);
     const ComPtr<mime::IMimeMessage> mail = host::loadMail(file.mail.get());
     if (const std::string html = host::mailText(mail.get(), mime::TXT_HTML); !html.empty()) {
-      const std::string safe = safeHtml(html, [&](std::string_view id) { return host::pictureUrl(mail.get(), id); });
+      host::Pictures pictures(mail.get());
+      const std::string safe = safeHtml(html, [&](std::string_view id) { return pictures.url(id); });
       if (!safe.empty()) {
         const std::string page = std::string("<!doctype html><meta charset=utf-8>") + kPolicy +
                                  "<style>body{font:15px/1.45 sans-serif;margin:0;color:#000;background:#fff}"

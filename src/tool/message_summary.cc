@@ -62,6 +62,9 @@ std::uint64_t sizeOf(const Json& value) {
   if (value.contains("size")) {
     return value["size"].get<std::uint64_t>();
   }
+  if (!value.contains("base64")) {
+    return 0;
+  }
   const std::string& encoded = value["base64"].get_ref<const std::string&>();
   return encoded.size() / 4 * 3 - static_cast<std::size_t>(std::count(encoded.begin(), encoded.end(), '='));
 }

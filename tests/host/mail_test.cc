@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "diagnostics/hresult_exception.h"
+#include "host/mail_content.h"
+#include "host/mime_walk.h"
 #include "host/msg_file.h"
 #include "platform/mapi/tags.h"
 #include "streams/stream_utils.h"
@@ -86,6 +88,27 @@ TEST(WriteMail, ItemsThatLackSomethingAreWrittenAsMailAndComeBack) {
     EXPECT_EQ(textOf(*oneBack->bag().find(PR_SUBJECT)), u"Do it");
   }
   EXPECT_THROW(writeMail(alone.get(), MailForm::Exact, nullptr), HResultException);
+}
+
+TEST(Pictures, TakeBoundedMemoryHoweverOftenTheyAreNamed) {
+  const std::string megabyte(1U << 20, 'x');
+  const ComPtr<IStream> text = streamUtils::createStream();
+  streamUtils::detail::writeStr(text.get(),
+                                "Content-Type: multipart/related; boundary=b\r\n\r\n--b\r\n\r\n\r\n--b\r\n"
+                                "Content-Type: image/png\r\nContent-ID: <big@x>\r\n\r\n" +
+                                    megabyte +
+                                    "\r\n--b\r\nContent-Type: image/gif\r\nContent-ID: <a@x>\r\n\r\nGIF\r\n--b--\r\n");
+  streamUtils::rewind(text.get());
+  const ComPtr<mime::IMimeMessage> mail = loadMail(text.get());
+  Pictures pictures(mail.get());
+  EXPECT_EQ(pictures.url("a@x"), "data:image/gif;base64,R0lG");
+  EXPECT_EQ(pictures.url("other@x"), "");
+  std::size_t times = 0;
+  while (times < 100 && !pictures.url("big@x").empty()) {
+    ++times;
+  }
+  EXPECT_EQ(times, 63U) << "64 MiB without the first";
+  EXPECT_EQ(pictures.url("a@x"), "data:image/gif;base64,R0lG") << "a small one still fits";
 }
 
 }  // namespace
