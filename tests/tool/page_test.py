@@ -5,6 +5,7 @@ import base64
 import http.server
 import json
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -12,11 +13,9 @@ import tempfile
 import threading
 import time
 import unittest
-import urllib.error
 import urllib.request
 
 TOOL = sys.argv[1]
-PORT = 9377
 ELEMENT = "element-6066-11e4-a52e-4f735466cecf"
 PIXELS = base64.b64encode(bytes.fromhex(
     "47494638396103000200800000ff0000ffffff21f90401000000002c00000000030002000002028451003b")).decode()  # a GIF, 3 by 2
@@ -63,13 +62,10 @@ class Asked(http.server.BaseHTTPRequestHandler):
 
 class Browser:
     def __init__(self, profile):
-        self.driver = subprocess.Popen(["chromedriver", f"--port={PORT}"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        for _ in range(100):
-            try:
-                self.call("GET", "/status")
-                break
-            except (urllib.error.URLError, ConnectionError):
-                time.sleep(0.1)
+        self.driver = subprocess.Popen(["chromedriver", "--port=0"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        # It takes a port that is free, and says which.
+        said = (re.search(r"started successfully on port (\d+)", line) for line in self.driver.stdout)
+        self.port = next(port[1] for port in said if port)
         arguments = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-background-networking", "--disable-sync",
                      "--no-first-run", "--disable-component-update", "--window-size=1000,900", f"--user-data-dir={profile}"]
         options = {"capabilities": {"alwaysMatch": {"goog:chromeOptions": {"args": arguments}}}}
@@ -77,7 +73,7 @@ class Browser:
 
     def call(self, method, path, body=None):
         data = None if body is None else json.dumps(body).encode()
-        request = urllib.request.Request(f"http://127.0.0.1:{PORT}{path}", data, {"Content-Type": "application/json"}, method=method)
+        request = urllib.request.Request(f"http://127.0.0.1:{self.port}{path}", data, {"Content-Type": "application/json"}, method=method)
         with urllib.request.urlopen(request, timeout=60) as answer:
             return json.load(answer)["value"]
 
@@ -93,7 +89,7 @@ class Browser:
     def close(self):
         self.call("DELETE", self.session)
         self.driver.terminate()
-        self.driver.wait()
+        self.driver.communicate()
 
 
 class Page(unittest.TestCase):
