@@ -206,8 +206,11 @@ void DateTime::setFixedOffset(Duration offset) {
 
 DateTime DateTime::fromLocalWall(std::int64_t wall) {
   const std::optional<std::int64_t> instant = isLocalTimeKnown(wall) ? instantOfWall(wall) : std::nullopt;
-  DateTime date(instant.value_or(wall - localOffsetAt(wall, false).seconds()));
+  DateTime date(instant.value_or(wall));
   date.readAs(Kind::Floating, {}, kUnknownOffset);
+  if (!instant) {
+    date.setWallSeconds(wall);
+  }
   return date;
 }
 

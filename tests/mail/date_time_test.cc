@@ -247,6 +247,9 @@ TEST(DateTime, LocalOffsetIsThatOfThePlatform) {
     EXPECT_EQ(DateTime::localOffset(DateTime(86400), true), now) << name;
     EXPECT_EQ(DateTime::localOffset(DateTime(32535216001), true), now) << name;
     EXPECT_EQ(DateTime::localOffset(DateTime(), false), now) << name;
+    for (const char* day : {"19691231", "19700101", "19700102", "19700103", "30001231", "30010101", "30010102"}) {
+      EXPECT_EQ(DateTime::parse(day).toString(), day) << name;
+    }
   }
 }
 
