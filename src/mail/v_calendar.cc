@@ -104,7 +104,10 @@ void VCalendar::printTo(std::string& out) const {
 
 void VCalendar::registerZone(const std::shared_ptr<const TimeZone>& zone) {
   if (auto known = std::dynamic_pointer_cast<const NTimeZone>(zone)) {
-    zones_.try_emplace(known->id(), std::move(known));
+    std::shared_ptr<const NTimeZone>& kept = zones_[known->id()];
+    if (!kept || !kept->isValid()) {
+      kept = std::move(known);
+    }
   }
 }
 

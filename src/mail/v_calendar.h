@@ -35,7 +35,8 @@ class VCalendar : public VBase {
   void createNew(std::string_view uid);
 
   const Zones& zones() const { return zones_; }
-  // A zone whose id is known already isn't taken, nor is none. The setters of dates do this.
+  // A zone whose id is known already isn't taken, unless the known one isn't valid, nor is none. The setters of dates do
+  // this.
   void registerZone(const std::shared_ptr<const TimeZone>& zone);
 
   // A null date removes its text. `getDate` gives null for what can't be read.

@@ -23,7 +23,7 @@ std::shared_ptr<const NTimeZone> PropertyValue::resolveZone(const Zones& zones) 
   if (id.empty()) {
     return nullptr;
   }
-  if (const auto found = zones.find(id); found != zones.end()) {
+  if (const auto found = zones.find(id); found != zones.end() && found->second->isValid()) {
     return found->second;
   }
   const auto known = NTimeZone::byId(id);

@@ -122,7 +122,8 @@ TEST(Component, TakesManyOfAnything) {
 TEST(PropertyValue, ReadsDatesInTheirZones) {
   const testing::ScopedZone machine("Australia/Sydney");
   const auto own = std::make_shared<NTimeZone>(*NTimeZone::byId("Asia/Calcutta"));
-  const Zones zones = {{"Mine", own}, {"Hollow", std::make_shared<NTimeZone>("Hollow", std::vector<Observance>{})}};
+  const auto hollow = std::make_shared<NTimeZone>("Hollow", std::vector<Observance>{});
+  const Zones zones = {{"Mine", own}, {"America/Chicago", hollow}, {"Hollow", hollow}};
   struct Case {
     const char *why, *line;
     std::int64_t seconds;
@@ -135,6 +136,7 @@ TEST(PropertyValue, ReadsDatesInTheirZones) {
       {"a name that is known", "D;TZID=America/New_York:20080101T000000", kMidnight + 5 * 3600, false},
       {"a name that isn't", "D;TZID=Nowhere/City:20080101T000000", kMidnight, false},
       {"a zone without observances", "D;TZID=Hollow:20080101T000000", kMidnight, false},
+      {"one of a name that is known", "D;TZID=America/Chicago:20080101T000000", kMidnight + 6 * 3600, false},
       {"a day", "D;VALUE=DATE:20080101", kMidnight, true},
       {"a day that has a time", "D;VALUE=date:20080101T150000Z", kMidnight, true},
       {"a day that isn't said to be one", "D:20080101", kMidnight, true},

@@ -132,6 +132,9 @@ TEST_F(Calendar, TakesTheFirstZoneOfAName) {
   ASSERT_TRUE(
       readText(event, calendar(component("VEVENT", "DTSTART;TZID=Z:20070101T120000\r\n") + zone("+0300") + zone("-0500"))));
   EXPECT_EQ(event.getStart(), DateTime(1, 1, 2007, 9, 0, 0));
+  const std::string empty = "BEGIN:VTIMEZONE\r\nTZID:Z\r\nEND:VTIMEZONE\r\n";
+  ASSERT_TRUE(readText(event, calendar(empty + zone("+0300") + component("VEVENT", "DTSTART;TZID=Z:20070101T120000\r\n"))));
+  EXPECT_EQ(event.getStart(), DateTime(1, 1, 2007, 9, 0, 0)) << "an empty one is no zone";
 }
 
 TEST_F(Calendar, LimitsNumbers) {
