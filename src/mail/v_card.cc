@@ -84,9 +84,11 @@ void setTypes(PropertyValue& value, TelKind kind) {
   }
 }
 
+// With an empty type, one that is neither of home nor of work in the manner of old cards (";HOME") either.
 const PropertyValue* findTyped(const Property& property, std::string_view type) {
-  const auto found = std::find_if(property.values.begin(), property.values.end(),
-                                  [type](const PropertyValue& value) { return value.hasType(type); });
+  const auto found = std::find_if(property.values.begin(), property.values.end(), [type](const PropertyValue& value) {
+    return value.hasType(type) && (!type.empty() || (!value.hasType("HOME") && !value.hasType("WORK")));
+  });
   return found == property.values.end() ? nullptr : &*found;
 }
 

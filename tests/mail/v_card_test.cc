@@ -150,6 +150,8 @@ TEST(VCard, ChangesOneAddressAtATime) {
   EXPECT_EQ(card.lines(),
             "ADR;TYPE=HOME:po;room;Main St\\, 1;Town;;1000;CZ\r\nADR;TYPE=OTHER,PREF:;;new;;;;\r\nLABEL;TYPE=HOME:l\r\n");
   EXPECT_TRUE(card.getOtherAddress().preferred);
+  Card old("ADR;HOME:;;h\r\nADR;WORK;PREF:;;w\r\nADR;DOM:;;d\r\n");
+  EXPECT_EQ(old.getOtherAddress().street, "d") << "the types of old cards are no other address";
 }
 
 TEST(VCard, KeepsTheRoomInTheWorkAddress) {
