@@ -54,12 +54,12 @@ std::string dateText(const DateTime& date) {
 
 // By instant: the dates of the rules without the excluded ones, and the extra and moved ones.
 std::string occurrencesOf(const VCalendar& object, std::size_t count) {
-  const std::vector<DateTime> excluded = object.getAllExDates();
-  const std::set<DateTime> isExcluded(excluded.begin(), excluded.end());
+  const std::vector<DateTime> exDates = object.getAllExDates();
+  const ExcludedDates excluded(exDates);
   const DateTime start = object.getStart();
   std::set<DateTime> dates;
   const auto add = [&](const DateTime& date) {
-    if (!date.isNull() && !isExcluded.contains(date)) {
+    if (!date.isNull() && excluded.find(date) < 0) {
       dates.insert(date);
     }
   };
@@ -68,7 +68,7 @@ std::string occurrencesOf(const VCalendar& object, std::size_t count) {
     add(start);
   }
   for (const RRule& rule : rules) {
-    const std::size_t most = count + excluded.size();
+    const std::size_t most = count + exDates.size();
     RRuleIterator next = rule.iterate(start, true);
     for (std::size_t i = 0; i < most && !next.hasEnded() && !start.isNull(); ++i, next.advance()) {
       add(next.current());

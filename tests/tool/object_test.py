@@ -44,6 +44,9 @@ class Object(unittest.TestCase):
                          [f"2007-03-{day}:00:00 America/New_York" for day in ("08T09", "08T12", "10T11", "11T09")])
         self.assertEqual(run(calendar("BEGIN:VEVENT", "DTSTART;VALUE=DATE:20070228", "RRULE:FREQ=DAILY;COUNT=2", "END:VEVENT"),
                              "--occurrences", "9")[1], "2007-02-28\n2007-03-01\n")
+        self.assertEqual(run(calendar("BEGIN:VEVENT", "DTSTART:20070228T120000Z", "RRULE:FREQ=DAILY;COUNT=2",
+                                      "EXDATE;VALUE=DATE:20070228", "END:VEVENT"), "--occurrences", "9")[1],
+                         "2007-03-01T12:00:00Z\n")
 
     def test_says_when_there_is_nothing(self):
         code, out, err = run("Subject: a mail\n\ntext\n")
