@@ -41,9 +41,9 @@ bool isMidnight(const SYSTEMTIME& time) { return time.wHour == 0 && time.wMinute
 
 namespace toMime {
 
-struct CalendarRows {
+std::span<const PropertyRow<CalendarConvert>> CalendarConvert::rows() {
   using Convert = CalendarConvert;
-  static constexpr PropertyRow<Convert> kAll[] = {
+  static constexpr auto kRows = withRichText<Convert>({
       {named::kLocation, ChangeOf::Body, &Convert::onLocation},
       {named::kPrivate, ChangeOf::Body, &Convert::onPrivate},
       {named::kBusyStatus, ChangeOf::Body, &Convert::onBusyStatus},
@@ -97,21 +97,9 @@ struct CalendarRows {
       {PR_START_DATE, ChangeOf::Nothing},
       {PR_END_DATE, ChangeOf::Nothing},
       {PR_BODY, ChangeOf::Body},
-      {PR_RTF_IN_SYNC, ChangeOf::Nothing},
-      {PR_RTF_SYNC_BODY_CRC, ChangeOf::Nothing},
-      {PR_RTF_SYNC_BODY_COUNT, ChangeOf::Nothing},
-      {PR_RTF_SYNC_BODY_TAG, ChangeOf::Nothing},
-      {PR_RTF_COMPRESSED, ChangeOf::Nothing},
-      {PR_RTF_SYNC_PREFIX_COUNT, ChangeOf::Nothing},
-      {PR_RTF_SYNC_TRAILING_COUNT, ChangeOf::Nothing},
       {PR_LAST_MODIFICATION_TIME, ChangeOf::Annotations},
-  };
-};
-
-CalendarConvert::CalendarConvert(ConvertorDataMessage* data) : CalendarBaseConvert(data), rows_(CalendarRows::kAll) {}
-
-PartTags CalendarConvert::getPartTags(IConvertMessage* message) const {
-  return PropertyRows<CalendarConvert>::extend(MessageConvert::getPartTags(message), CalendarRows::kAll, message);
+  });
+  return kRows;
 }
 
 void CalendarConvert::mapiToMimeStart() {
@@ -119,22 +107,12 @@ void CalendarConvert::mapiToMimeStart() {
   setTransportMessageHeaders();
 }
 
-void CalendarConvert::onProp(ULONG tag) {
-  if (!rows_.apply(*this, tag, data())) {
-    MessageConvert::onProp(tag);
-  }
-}
-
 void CalendarConvert::onLocation(ULONG tag) {
   object().setLocation(getUtf8(tag));
   keepIfEmpty(tag, object().getLocation());
 }
 
-void CalendarConvert::onPrivate(ULONG tag) { storePrivate(tag, object()); }
-
 void CalendarConvert::onBusyStatus(ULONG tag) { object().setBusyStatus(statusOfBusy(getULong(tag))); }
-
-void CalendarConvert::onKeywords(ULONG /*tag*/) { makeCategories(object()); }
 
 void CalendarConvert::onGlobalObjectId(ULONG tag) {
   const std::string id = getGroupwareId(tag);
@@ -151,15 +129,7 @@ void CalendarConvert::onColor(ULONG tag) { object().setLabel(static_cast<int>(ge
 
 void CalendarConvert::onSubject(ULONG tag) {
   setHeader(tag, mime::HeaderId::Subject);
-  object().setSummary(getUtf8(tag));
-  keepIfEmpty(tag, object().getSummary());
-}
-
-// Calendar text knows no empty values.
-void CalendarConvert::keepIfEmpty(ULONG tag, std::string_view text) {
-  if (text.empty()) {
-    storeAnnotation(tag);
-  }
+  storeSummary(tag);
 }
 
 void CalendarConvert::onImportance(ULONG tag) { object().setPriority(priorityOfImportance(getULong(tag))); }

@@ -15,24 +15,19 @@ class CalendarConvert : public CalendarBaseConvert<CalendarConvert, mail::VEvent
  public:
   static constexpr GroupwareBody kBody = kEventBody;
 
-  explicit CalendarConvert(ConvertorDataMessage* data);
+  explicit CalendarConvert(ConvertorDataMessage* data) : CalendarBaseConvert(data) {}
 
-  PartTags getPartTags(IConvertMessage* message) const override;
+  static std::span<const PropertyRow<CalendarConvert>> rows();
 
   void mapiToMimeStart();
-  void onProp(ULONG tag);
   void mapiToMimeEnd();
 
  protected:
   void createAttendees() override;
 
  private:
-  friend struct CalendarRows;
-
   void onLocation(ULONG tag);
-  void onPrivate(ULONG tag);
   void onBusyStatus(ULONG tag);
-  void onKeywords(ULONG tag);
   void onGlobalObjectId(ULONG tag);
   void onSequence(ULONG tag);
   void onCriticalChange(ULONG tag);
@@ -41,7 +36,6 @@ class CalendarConvert : public CalendarBaseConvert<CalendarConvert, mail::VEvent
   void onImportance(ULONG tag);
   void onHeaders(ULONG tag);
 
-  void keepIfEmpty(ULONG tag, std::string_view text);
   void keepOtherSender();
   // The zone in which the times go out.
   TIME_ZONE_INFORMATION pickZone() const;
@@ -51,8 +45,6 @@ class CalendarConvert : public CalendarBaseConvert<CalendarConvert, mail::VEvent
   mail::DateTime dayOf(const SYSTEMTIME& midnight, const TIME_ZONE_INFORMATION& zone) const;
   // Gives the text and the message itself an id.
   void createUid();
-
-  PropertyRows<CalendarConvert> rows_;
 };
 
 }  // namespace toMime
@@ -72,8 +64,6 @@ class CalendarConvert : public CalendarBaseConvert<CalendarConvert, mail::VEvent
   void parseAttendees() override;
   // True when nobody but the owner of its folder may see what the item is about.
   bool isHidden() const { return isHidden_; }
-  // Whether this run makes an item of the text.
-  bool readsText() const { return !hasFlag(ToMapiFlags::JustFlags | ToMapiFlags::WithoutBody); }
 
  private:
   void setTimes(bool allDay);

@@ -65,16 +65,12 @@ std::vector<PropertyRow<ContactConvert>> ContactConvert::makeRows() {
       {named::kPrivate, ChangeOf::Body, &ContactConvert::onPrivate},
       {contact::PR_CHILDRENS_NAMES, ChangeOf::Body, &ContactConvert::storeChildren},
       {PR_BODY, ChangeOf::Body},
-      {PR_RTF_IN_SYNC, ChangeOf::Nothing},
-      {PR_RTF_SYNC_BODY_CRC, ChangeOf::Nothing},
-      {PR_RTF_SYNC_BODY_COUNT, ChangeOf::Nothing},
-      {PR_RTF_SYNC_BODY_TAG, ChangeOf::Nothing},
-      {PR_RTF_COMPRESSED, ChangeOf::Nothing},
-      {PR_RTF_SYNC_PREFIX_COUNT, ChangeOf::Nothing},
-      {PR_RTF_SYNC_TRAILING_COUNT, ChangeOf::Nothing},
       {named::kAddressBookProviderArrayType, ChangeOf::Nothing},
       {named::kAddressBookProviderEmailList, ChangeOf::Nothing},
   };
+  for (const ULONG tag : kRichTextTags) {
+    rows.push_back({tag, ChangeOf::Nothing});
+  }
   for (const contact::TextRow& row : contact::kTexts) {
     rows.push_back({row.property, ChangeOf::Body, &ContactConvert::onText});
   }
@@ -109,15 +105,13 @@ std::vector<PropertyRow<ContactConvert>> ContactConvert::makeRows() {
   return rows;
 }
 
-const std::vector<PropertyRow<ContactConvert>>& ContactConvert::rows() {
+std::span<const PropertyRow<ContactConvert>> ContactConvert::rows() {
   static const std::vector<PropertyRow<ContactConvert>> all = makeRows();
   return all;
 }
 
-ContactConvert::ContactConvert(ConvertorDataMessage* data) : GroupwareBaseConvert(data), rows_(rows()) {}
-
 PartTags ContactConvert::getPartTags(IConvertMessage* message) const {
-  PartTags tags = PropertyRows<ContactConvert>::extend(MessageConvert::getPartTags(message), rows(), message);
+  PartTags tags = GroupwareBaseConvert::getPartTags(message);
   // What of these no card can hold is in the annotations.
   for (const contact::EmailRow& slot : contact::kEmails) {
     if (!contact::isPortable(slot, message, nullptr)) {
@@ -137,12 +131,6 @@ void ContactConvert::mapiToMimeStart() {
     storeEmails();
     markPreferredAddress();
     storePhoto();
-  }
-}
-
-void ContactConvert::onProp(ULONG tag) {
-  if (!rows_.apply(*this, tag, data())) {
-    MessageConvert::onProp(tag);
   }
 }
 
@@ -227,10 +215,6 @@ void ContactConvert::onEmail(ULONG tag) {
 }
 
 void ContactConvert::onFileUnder(ULONG tag) { object().setFileAs(getUtf8(tag)); }
-
-void ContactConvert::onKeywords(ULONG /*tag*/) { makeCategories(object()); }
-
-void ContactConvert::onPrivate(ULONG tag) { storePrivate(tag, object()); }
 
 void ContactConvert::storeChildren(ULONG tag) {
   object().setValues(contact::kChildren, MapiPropUtils::propMultiUtf8(data().getMapiMessage(), tag, data().getAllocator()));

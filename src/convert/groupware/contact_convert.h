@@ -25,17 +25,16 @@ class ContactConvert : public GroupwareBaseConvert<ContactConvert, mail::VCard> 
  public:
   static constexpr GroupwareBody kBody = kCardBody;
 
-  explicit ContactConvert(ConvertorDataMessage* data);
+  explicit ContactConvert(ConvertorDataMessage* data) : GroupwareBaseConvert(data) {}
 
+  static std::span<const PropertyRow<ContactConvert>> rows();
   PartTags getPartTags(IConvertMessage* message) const override;
 
   void mapiToMimeStart();
-  void onProp(ULONG tag);
 
  private:
   // All tables as the rows of one.
   static std::vector<PropertyRow<ContactConvert>> makeRows();
-  static const std::vector<PropertyRow<ContactConvert>>& rows();
 
   ULONG tagOf(const NamedProperty& property) const { return GroupwareBaseConvert::tagOf(property); }
   ULONG tagOf(const PropertyKey& key) const { return key.tagOn(data().getMapiMessage(), data()); }
@@ -56,11 +55,7 @@ class ContactConvert : public GroupwareBaseConvert<ContactConvert, mail::VCard> 
   void onPostalAddressId(ULONG tag);
   void onEmail(ULONG tag);
   void onFileUnder(ULONG tag);
-  void onKeywords(ULONG tag);
-  void onPrivate(ULONG tag);
   void storeChildren(ULONG tag);
-
-  PropertyRows<ContactConvert> rows_;
 };
 
 }  // namespace toMime

@@ -46,7 +46,7 @@ namespace toMapi {
 
 void ContactConvert::convertMimeToMapi() {
   GroupwareBaseConvert::convertMimeToMapi();
-  if (hasFlag(ToMapiFlags::JustFlags | ToMapiFlags::WithoutBody)) {
+  if (!readsText()) {
     return;
   }
   setULongIfMissing(tagOf(named::kSideEffects), kSideEffects);
@@ -175,7 +175,7 @@ void ContactConvert::getGenericString(ULONG tag, std::string_view name) {
 
 void ContactConvert::mimeToMapiEnd() {
   GroupwareBaseConvert::mimeToMapiEnd();
-  if (hasFlag(ToMapiFlags::JustFlags | ToMapiFlags::WithoutBody)) {
+  if (!readsText()) {
     return;
   }
   setSubjects();

@@ -70,46 +70,25 @@ std::uint32_t numberBehindSlash(std::string_view text) {
 
 namespace toMime {
 
-struct DistListRows {
-  static constexpr PropertyRow<DistListConvert> kAll[] = {
-      {named::kKeywords, ChangeOf::Body, &DistListConvert::onKeywords},
-      {named::kDistributionListOneOffMembers, ChangeOf::Body, &DistListConvert::onOneOffMembers},
-      {named::kDistributionListMembers, ChangeOf::Body, &DistListConvert::onMembers},
-      {named::kPrivate, ChangeOf::Body, &DistListConvert::onPrivate},
-      {named::kFileUnder, ChangeOf::Body, &DistListConvert::onFileUnder},
+std::span<const PropertyRow<DistListConvert>> DistListConvert::rows() {
+  using Convert = DistListConvert;
+  static constexpr auto kRows = withRichText<Convert>({
+      {named::kKeywords, ChangeOf::Body, &Convert::onKeywords},
+      {named::kDistributionListOneOffMembers, ChangeOf::Body, &Convert::onOneOffMembers},
+      {named::kDistributionListMembers, ChangeOf::Body, &Convert::onMembers},
+      {named::kPrivate, ChangeOf::Body, &Convert::onPrivate},
+      {named::kFileUnder, ChangeOf::Body, &Convert::onFileUnder},
       {named::kDistributionListName, ChangeOf::Annotations},
-      {PR_SUBJECT, ChangeOf::Body, &DistListConvert::onSubject},
+      {PR_SUBJECT, ChangeOf::Body, &Convert::onSubject},
       {PR_BODY, ChangeOf::Body},
-      {PR_RTF_IN_SYNC, ChangeOf::Nothing},
-      {PR_RTF_SYNC_BODY_CRC, ChangeOf::Nothing},
-      {PR_RTF_SYNC_BODY_COUNT, ChangeOf::Nothing},
-      {PR_RTF_SYNC_BODY_TAG, ChangeOf::Nothing},
-      {PR_RTF_COMPRESSED, ChangeOf::Nothing},
-      {PR_RTF_SYNC_PREFIX_COUNT, ChangeOf::Nothing},
-      {PR_RTF_SYNC_TRAILING_COUNT, ChangeOf::Nothing},
-  };
-};
-
-DistListConvert::DistListConvert(ConvertorDataMessage* data) : GroupwareBaseConvert(data), rows_(DistListRows::kAll) {}
-
-PartTags DistListConvert::getPartTags(IConvertMessage* message) const {
-  return PropertyRows<DistListConvert>::extend(MessageConvert::getPartTags(message), DistListRows::kAll, message);
+  });
+  return kRows;
 }
-
-void DistListConvert::onProp(ULONG tag) {
-  if (!rows_.apply(*this, tag, data())) {
-    MessageConvert::onProp(tag);
-  }
-}
-
-void DistListConvert::onKeywords(ULONG /*tag*/) { makeCategories(object()); }
 
 void DistListConvert::onOneOffMembers(ULONG /*tag*/) { storeMembers(); }
 
 // A card without items leaves the members as the annotations have them.
 void DistListConvert::onMembers(ULONG tag) { MessageConvert::onProp(tag); }
-
-void DistListConvert::onPrivate(ULONG tag) { storePrivate(tag, object()); }
 
 void DistListConvert::onFileUnder(ULONG tag) { object().setFileAs(getUtf8(tag)); }
 

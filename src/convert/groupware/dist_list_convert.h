@@ -21,15 +21,11 @@ class DistListConvert : public GroupwareBaseConvert<DistListConvert, mail::VDist
  public:
   static constexpr GroupwareBody kBody = kDistListBody;
 
-  explicit DistListConvert(ConvertorDataMessage* data);
+  explicit DistListConvert(ConvertorDataMessage* data) : GroupwareBaseConvert(data) {}
 
-  PartTags getPartTags(IConvertMessage* message) const override;
-
-  void onProp(ULONG tag);
+  static std::span<const PropertyRow<DistListConvert>> rows();
 
  private:
-  friend struct DistListRows;
-
   // Each member of both lists, side by side. One that the second list lacks is identified by its one-off entry.
   void storeMembers();
   // A member with an empty one-off entry has no name; one that can't be read leaves its member out.
@@ -38,14 +34,11 @@ class DistListConvert : public GroupwareBaseConvert<DistListConvert, mail::VDist
   bool setReference(mail::DistItem& item, std::string_view member);
   std::vector<std::string> getMultiBinary(ULONG tag) const;
 
-  void onKeywords(ULONG tag);
   void onOneOffMembers(ULONG tag);
   void onMembers(ULONG tag);
-  void onPrivate(ULONG tag);
   void onFileUnder(ULONG tag);
   void onSubject(ULONG tag);
 
-  PropertyRows<DistListConvert> rows_;
   ComPtr<IAddressBook> addressBook_;
 };
 

@@ -22,8 +22,10 @@
 
 namespace nalvo {
 
-// The text of a kind of item as a body of MIME. Its primary type is "text".
+// The text of a kind of item as a body of MIME.
 struct GroupwareBody {
+  static constexpr const char* kPrimaryType = "text";
+
   const char* subType;
   const char* alternativeSubType;  // accepted on the way back; may be null
   const char* component;           // of the content type; may be null
@@ -109,11 +111,15 @@ class GroupwareBaseConvertHelper : public MessageConvert {
   virtual GeneratedBodiesTypes renderBodies(IStream* plain, IStream* html);
 };
 
-// `Derived::kBody` says what the text is.
+// `Derived::kBody` says what the text is, `Derived::rows()` what becomes of the properties.
 template <typename Derived, typename Object>
 class GroupwareBaseConvert : public GroupwareBaseConvertHelper, protected GroupwareObjectHolder<Object> {
  public:
-  explicit GroupwareBaseConvert(ConvertorDataMessage* data) : GroupwareBaseConvertHelper(data) {}
+  explicit GroupwareBaseConvert(ConvertorDataMessage* data) : GroupwareBaseConvertHelper(data), rows_(Derived::rows()) {}
+
+  PartTags getPartTags(IConvertMessage* message) const override {
+    return PropertyRows<Derived>::extend(MessageConvert::getPartTags(message), Derived::rows(), message);
+  }
 
   void mapiToMimeStart() {
     MessageConvert::mapiToMimeStart();
@@ -125,6 +131,12 @@ class GroupwareBaseConvert : public GroupwareBaseConvertHelper, protected Groupw
     }
   }
 
+  void onProp(ULONG tag) {
+    if (!rows_.apply(static_cast<Derived&>(*this), tag, data())) {
+      MessageConvert::onProp(tag);
+    }
+  }
+
   void mapiToMimeEnd() {
     storeBodies();
     MessageConvert::mapiToMimeEnd();
@@ -132,6 +144,9 @@ class GroupwareBaseConvert : public GroupwareBaseConvertHelper, protected Groupw
 
  protected:
   ~GroupwareBaseConvert() = default;
+
+  void onKeywords(ULONG /*tag*/) { makeCategories(this->object()); }
+  void onPrivate(ULONG tag) { storePrivate(tag, this->object()); }
 
   void storeBodies() {
     if (hasFlag(ToMimeFlags::ForSend | ToMimeFlags::EmbedAsNormal)) {
@@ -147,6 +162,9 @@ class GroupwareBaseConvert : public GroupwareBaseConvertHelper, protected Groupw
   }
 
   virtual void modifyGroupwareBody(mime::IMimeBody* /*body*/) {}
+
+ private:
+  PropertyRows<Derived> rows_;
 };
 
 // Calendar text, whose content type tells the component and the method.
@@ -164,6 +182,16 @@ class CalendarBaseConvert : public GroupwareBaseConvert<Derived, Object> {
   // Of the content type; empty for none.
   virtual std::string getMethod() { return {}; }
   virtual void createAttendees() {}
+  void storeSummary(ULONG tag) {
+    this->object().setSummary(this->getUtf8(tag));
+    keepIfEmpty(tag, this->object().getSummary());
+  }
+  // Calendar text knows no empty values.
+  void keepIfEmpty(ULONG tag, std::string_view text) {
+    if (text.empty()) {
+      this->storeAnnotation(tag);
+    }
+  }
 };
 
 }  // namespace toMime
@@ -177,6 +205,8 @@ class GroupwareBaseConvertHelper : public MessageConvert {
  protected:
   ~GroupwareBaseConvertHelper() = default;
 
+  // Whether this run makes an item of the text.
+  bool readsText() const { return !hasFlag(ToMapiFlags::JustFlags | ToMapiFlags::WithoutBody); }
   // Loads the text of that type; without one the object stays as it is. Of several the one that told the class of the
   // message counts. MAPI_E_CORRUPT_DATA for a text that holds no such object.
   void findAndLoadGroupwareBody(const GroupwareBody& type, mail::VBase& object) const;
@@ -205,7 +235,7 @@ class GroupwareBaseConvert : public GroupwareBaseConvertHelper, protected Groupw
 
   void convertMimeToMapi() {
     MessageConvert::convertMimeToMapi();
-    if (!hasFlag(ToMapiFlags::WithoutBody | ToMapiFlags::JustFlags)) {
+    if (readsText()) {
       this->createNewServerObject();
       findAndLoadGroupwareBody(Derived::kBody, this->object());
     }

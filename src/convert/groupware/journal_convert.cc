@@ -13,20 +13,16 @@ namespace {
 
 namespace toMime {
 
-struct JournalRows {
-  static constexpr PropertyRow<JournalConvert> kAll[] = {
-      {named::kKeywords, ChangeOf::Body, &JournalConvert::onKeywords},
-      {named::kPrivate, ChangeOf::Body, &JournalConvert::onPrivate},
-      {named::kLogStart, ChangeOf::Body, &JournalConvert::onStart},
-      {PR_SUBJECT, ChangeOf::Body, &JournalConvert::onSubject},
+std::span<const PropertyRow<JournalConvert>> JournalConvert::rows() {
+  using Convert = JournalConvert;
+  static constexpr PropertyRow<Convert> kRows[] = {
+      {named::kKeywords, ChangeOf::Body, &Convert::onKeywords},
+      {named::kPrivate, ChangeOf::Body, &Convert::onPrivate},
+      {named::kLogStart, ChangeOf::Body, &Convert::onStart},
+      {PR_SUBJECT, ChangeOf::Body, &Convert::onSubject},
       {PR_BODY, ChangeOf::Body},
   };
-};
-
-JournalConvert::JournalConvert(ConvertorDataMessage* data) : CalendarBaseConvert(data), rows_(JournalRows::kAll) {}
-
-PartTags JournalConvert::getPartTags(IConvertMessage* message) const {
-  return PropertyRows<JournalConvert>::extend(MessageConvert::getPartTags(message), JournalRows::kAll, message);
+  return kRows;
 }
 
 void JournalConvert::mapiToMimeStart() {
@@ -36,24 +32,11 @@ void JournalConvert::mapiToMimeStart() {
   }
 }
 
-void JournalConvert::onProp(ULONG tag) {
-  if (!rows_.apply(*this, tag, data())) {
-    MessageConvert::onProp(tag);
-  }
-}
-
-void JournalConvert::onKeywords(ULONG /*tag*/) { makeCategories(object()); }
-
-void JournalConvert::onPrivate(ULONG tag) { storePrivate(tag, object()); }
-
 void JournalConvert::onStart(ULONG tag) { object().setStart(mail::DateTime::fromSystemTime(getSysTime(tag))); }
 
 void JournalConvert::onSubject(ULONG tag) {
   setHeader(tag, mime::HeaderId::Subject);
-  object().setSummary(getUtf8(tag));
-  if (object().getSummary().empty()) {
-    storeAnnotation(tag);  // Calendar text knows no empty values.
-  }
+  storeSummary(tag);
 }
 
 }  // namespace toMime
@@ -62,7 +45,7 @@ namespace toMapi {
 
 void JournalConvert::convertMimeToMapi() {
   CalendarBaseConvert::convertMimeToMapi();
-  if (hasFlag(ToMapiFlags::JustFlags | ToMapiFlags::WithoutBody)) {
+  if (!readsText()) {
     return;
   }
   setUtf8IfNotEmpty(PR_SUBJECT, object().getSummary());

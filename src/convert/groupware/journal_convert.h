@@ -12,22 +12,15 @@ class JournalConvert : public CalendarBaseConvert<JournalConvert, mail::VJournal
  public:
   static constexpr GroupwareBody kBody = kJournalBody;
 
-  explicit JournalConvert(ConvertorDataMessage* data);
+  explicit JournalConvert(ConvertorDataMessage* data) : CalendarBaseConvert(data) {}
 
-  PartTags getPartTags(IConvertMessage* message) const override;
+  static std::span<const PropertyRow<JournalConvert>> rows();
 
   void mapiToMimeStart();
-  void onProp(ULONG tag);
 
  private:
-  friend struct JournalRows;
-
-  void onKeywords(ULONG tag);
-  void onPrivate(ULONG tag);
   void onStart(ULONG tag);
   void onSubject(ULONG tag);
-
-  PropertyRows<JournalConvert> rows_;
 };
 
 }  // namespace toMime

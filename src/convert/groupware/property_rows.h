@@ -1,12 +1,15 @@
 // Tables of what becomes of the properties of a kind of item.
 #pragma once
 
-#include <algorithm>
+#include <array>
+#include <iterator>
 #include <span>
 #include <unordered_map>
+#include <utility>  // index_sequence
 
 #include "frame/conversion_state.h"
 #include "frame/part_tags.h"
+#include "platform/mapi/tags.h"
 #include "properties/map_name.h"
 
 namespace nalvo {
@@ -39,6 +42,21 @@ struct PropertyRow {
   // What the pass over the properties does with it; null for one that another stage deals with.
   void (Convert::*apply)(ULONG tag) = nullptr;
 };
+
+// The rich text of an item, which is made anew of what its text says.
+inline constexpr ULONG kRichTextTags[] = {
+    PR_RTF_IN_SYNC,    PR_RTF_SYNC_BODY_CRC,     PR_RTF_SYNC_BODY_COUNT,     PR_RTF_SYNC_BODY_TAG,
+    PR_RTF_COMPRESSED, PR_RTF_SYNC_PREFIX_COUNT, PR_RTF_SYNC_TRAILING_COUNT,
+};
+
+// The rows of a kind of item whose rich text calls for nothing.
+template <typename Convert, std::size_t N>
+constexpr auto withRichText(const PropertyRow<Convert> (&own)[N]) {
+  const auto join = [&own]<std::size_t... I, std::size_t... J>(std::index_sequence<I...>, std::index_sequence<J...>) {
+    return std::array{own[I]..., PropertyRow<Convert>{kRichTextTags[J], ChangeOf::Nothing}...};
+  };
+  return join(std::make_index_sequence<N>(), std::make_index_sequence<std::size(kRichTextTags)>());
+}
 
 // The rows of a class by the tags of one message. These hold within one run.
 template <typename Convert>

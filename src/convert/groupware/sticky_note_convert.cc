@@ -56,41 +56,22 @@ constexpr const NamedProperty* kPositionProperties[] = {&named::kNoteX, &named::
 
 namespace toMime {
 
-struct StickyNoteRows {
-  static constexpr PropertyRow<StickyNoteConvert> kAll[] = {
-      {named::kKeywords, ChangeOf::Body, &StickyNoteConvert::onKeywords},
-      {named::kNoteColor, ChangeOf::Body, &StickyNoteConvert::onColor},
-      {named::kNoteX, ChangeOf::Body, &StickyNoteConvert::onPosition},
-      {named::kNoteY, ChangeOf::Body, &StickyNoteConvert::onPosition},
-      {named::kNoteWidth, ChangeOf::Body, &StickyNoteConvert::onPosition},
-      {named::kNoteHeight, ChangeOf::Body, &StickyNoteConvert::onPosition},
+std::span<const PropertyRow<StickyNoteConvert>> StickyNoteConvert::rows() {
+  using Convert = StickyNoteConvert;
+  static constexpr auto kRows = withRichText<Convert>({
+      {named::kKeywords, ChangeOf::Body, &Convert::onKeywords},
+      {named::kNoteColor, ChangeOf::Body, &Convert::onColor},
+      {named::kNoteX, ChangeOf::Body, &Convert::onPosition},
+      {named::kNoteY, ChangeOf::Body, &Convert::onPosition},
+      {named::kNoteWidth, ChangeOf::Body, &Convert::onPosition},
+      {named::kNoteHeight, ChangeOf::Body, &Convert::onPosition},
       {named::kSideEffects, ChangeOf::Nothing},
-      {PR_SUBJECT, ChangeOf::Body, &StickyNoteConvert::onSubject},
-      {PR_BODY, ChangeOf::Body, &StickyNoteConvert::onBody},
-      {PR_RTF_IN_SYNC, ChangeOf::Nothing},
-      {PR_RTF_SYNC_BODY_CRC, ChangeOf::Nothing},
-      {PR_RTF_SYNC_BODY_COUNT, ChangeOf::Nothing},
-      {PR_RTF_SYNC_BODY_TAG, ChangeOf::Nothing},
-      {PR_RTF_COMPRESSED, ChangeOf::Nothing},
-      {PR_RTF_SYNC_PREFIX_COUNT, ChangeOf::Nothing},
-      {PR_RTF_SYNC_TRAILING_COUNT, ChangeOf::Nothing},
+      {PR_SUBJECT, ChangeOf::Body, &Convert::onSubject},
+      {PR_BODY, ChangeOf::Body, &Convert::onBody},
       {PR_ICON_INDEX, ChangeOf::Nothing},
-  };
-};
-
-StickyNoteConvert::StickyNoteConvert(ConvertorDataMessage* data) : GroupwareBaseConvert(data), rows_(StickyNoteRows::kAll) {}
-
-PartTags StickyNoteConvert::getPartTags(IConvertMessage* message) const {
-  return PropertyRows<StickyNoteConvert>::extend(MessageConvert::getPartTags(message), StickyNoteRows::kAll, message);
+  });
+  return kRows;
 }
-
-void StickyNoteConvert::onProp(ULONG tag) {
-  if (!rows_.apply(*this, tag, data())) {
-    MessageConvert::onProp(tag);
-  }
-}
-
-void StickyNoteConvert::onKeywords(ULONG /*tag*/) { makeCategories(object()); }
 
 void StickyNoteConvert::onColor(ULONG tag) { object().setColor(rowOfNoteColor(getULong(tag)).color); }
 
@@ -144,7 +125,7 @@ bool StickyNoteConvert::isTextCut() const {
 
 void StickyNoteConvert::convertMimeToMapi() {
   GroupwareBaseConvert::convertMimeToMapi();
-  if (hasFlag(ToMapiFlags::JustFlags | ToMapiFlags::WithoutBody)) {
+  if (!readsText()) {
     return;
   }
   setUtf8(PR_SUBJECT, object().getSubject());

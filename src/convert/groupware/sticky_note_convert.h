@@ -12,26 +12,19 @@ class StickyNoteConvert : public GroupwareBaseConvert<StickyNoteConvert, mail::S
  public:
   static constexpr GroupwareBody kBody = kStickyNoteBody;
 
-  explicit StickyNoteConvert(ConvertorDataMessage* data);
+  explicit StickyNoteConvert(ConvertorDataMessage* data) : GroupwareBaseConvert(data) {}
 
-  PartTags getPartTags(IConvertMessage* message) const override;
-
-  void onProp(ULONG tag);
+  static std::span<const PropertyRow<StickyNoteConvert>> rows();
 
  protected:
   GeneratedBodiesTypes renderBodies(IStream* plain, IStream* html) override;
 
  private:
-  friend struct StickyNoteRows;
-
-  void onKeywords(ULONG tag);
   void onColor(ULONG tag);
   // The position, which all of its properties give together.
   void onPosition(ULONG tag);
   void onSubject(ULONG tag);
   void onBody(ULONG tag);
-
-  PropertyRows<StickyNoteConvert> rows_;
 };
 
 }  // namespace toMime

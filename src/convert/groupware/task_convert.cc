@@ -65,9 +65,9 @@ std::string makeTaskGlobalId() {
 
 namespace toMime {
 
-struct TaskRows {
+std::span<const PropertyRow<TaskConvert>> TaskConvert::rows() {
   using Convert = TaskConvert;
-  static constexpr PropertyRow<Convert> kAll[] = {
+  static constexpr auto kRows = withRichText<Convert>({
       {named::kTaskDueDate, ChangeOf::Body, &Convert::onDueDate},
       {named::kTaskStartDate, ChangeOf::Body, &Convert::onStartDate},
       {named::kTaskDateCompleted, ChangeOf::Body, &Convert::onDateCompleted},
@@ -102,29 +102,11 @@ struct TaskRows {
       {PR_SENDER_ADDRTYPE, ChangeOf::Nothing, &Convert::onOriginator},
       {PR_SENDER_EMAIL_ADDRESS, ChangeOf::Nothing, &Convert::onOriginator},
       {PR_BODY, ChangeOf::Body},
-      {PR_RTF_IN_SYNC, ChangeOf::Nothing},
-      {PR_RTF_SYNC_BODY_CRC, ChangeOf::Nothing},
-      {PR_RTF_SYNC_BODY_COUNT, ChangeOf::Nothing},
-      {PR_RTF_SYNC_BODY_TAG, ChangeOf::Nothing},
-      {PR_RTF_COMPRESSED, ChangeOf::Nothing},
-      {PR_RTF_SYNC_PREFIX_COUNT, ChangeOf::Nothing},
-      {PR_RTF_SYNC_TRAILING_COUNT, ChangeOf::Nothing},
       {PR_HTML, ChangeOf::Nothing},
       {PR_BODY_HTML, ChangeOf::Nothing},
       {PR_LAST_MODIFICATION_TIME, ChangeOf::Annotations, &Convert::storeAnnotation},
-  };
-};
-
-TaskConvert::TaskConvert(ConvertorDataMessage* data) : CalendarBaseConvert(data), rows_(TaskRows::kAll) {}
-
-PartTags TaskConvert::getPartTags(IConvertMessage* message) const {
-  return PropertyRows<TaskConvert>::extend(MessageConvert::getPartTags(message), TaskRows::kAll, message);
-}
-
-void TaskConvert::onProp(ULONG tag) {
-  if (!rows_.apply(*this, tag, data())) {
-    MessageConvert::onProp(tag);
-  }
+  });
+  return kRows;
 }
 
 void TaskConvert::onDueDate(ULONG tag) { object().setDue(DateTime::fromSystemTime(getSysTime(tag))); }
@@ -138,16 +120,12 @@ void TaskConvert::onDateCompleted(ULONG tag) {
   }
 }
 
-void TaskConvert::onPrivate(ULONG tag) { storePrivate(tag, object()); }
-
 void TaskConvert::onVersion(ULONG tag) {
   object().setSequence(static_cast<int>(getULong(tag)));
   if (hasFlag(ToMimeFlags::EmbedAsNormal)) {
     storeAnnotation(tag);  // Who gets the text of a request counts one on.
   }
 }
-
-void TaskConvert::onKeywords(ULONG /*tag*/) { makeCategories(object()); }
 
 void TaskConvert::onGlobalId(ULONG tag) {
   const std::string id = getGroupwareId(tag);
@@ -160,10 +138,7 @@ void TaskConvert::onSubject(ULONG tag) {
   if (!hasFlag(ToMimeFlags::EmbedAsNormal)) {
     setHeader(tag, mime::HeaderId::Subject);
   }
-  object().setSummary(getUtf8(tag));
-  if (object().getSummary().empty()) {
-    storeAnnotation(tag);  // Calendar text knows no empty values.
-  }
+  storeSummary(tag);
 }
 
 void TaskConvert::onImportance(ULONG tag) { object().setPriority(priorityOfImportance(getULong(tag))); }

@@ -15,11 +15,10 @@ class TaskConvert : public CalendarBaseConvert<TaskConvert, mail::VTodo> {
  public:
   static constexpr GroupwareBody kBody = kTodoBody;
 
-  explicit TaskConvert(ConvertorDataMessage* data);
+  explicit TaskConvert(ConvertorDataMessage* data) : CalendarBaseConvert(data) {}
 
-  PartTags getPartTags(IConvertMessage* message) const override;
+  static std::span<const PropertyRow<TaskConvert>> rows();
 
-  void onProp(ULONG tag);
   void mapiToMimeEnd();
 
  protected:
@@ -29,14 +28,10 @@ class TaskConvert : public CalendarBaseConvert<TaskConvert, mail::VTodo> {
   void createUid();
 
  private:
-  friend struct TaskRows;
-
   void onDueDate(ULONG tag);
   void onStartDate(ULONG tag);
   void onDateCompleted(ULONG tag);
-  void onPrivate(ULONG tag);
   void onVersion(ULONG tag);
-  void onKeywords(ULONG tag);
   void onGlobalId(ULONG tag);
   void onSubject(ULONG tag);
   void onImportance(ULONG tag);
@@ -44,8 +39,6 @@ class TaskConvert : public CalendarBaseConvert<TaskConvert, mail::VTodo> {
   void onOriginator(ULONG tag);
 
   void setProgress();
-
-  PropertyRows<TaskConvert> rows_;
 };
 
 }  // namespace toMime
@@ -63,8 +56,6 @@ class TaskConvert : public CalendarBaseConvert<TaskConvert, mail::VTodo> {
 
  protected:
   void parseAttendees() override;
-  // Whether this run makes an item of the text.
-  bool readsText() const { return !hasFlag(ToMapiFlags::JustFlags | ToMapiFlags::WithoutBody); }
 
  private:
   void setDates();
