@@ -1,36 +1,23 @@
 // Appointments and meetings both ways: items per second, and growth with those who are asked.
-#include <chrono>
 #include <cstdio>
 #include <string>
 #include <vector>
 
-#include "diagnostics/hresult_exception.h"
-#include "host/mail.h"
-#include "platform/mapi/tags.h"
+#include "bench/both_ways.h"
 #include "platform/time/file_time.h"
-#include "properties/named_properties.h"
 
 namespace {
 
 using namespace nalvo;
-using Clock = std::chrono::steady_clock;
-using Message = ComPtr<host::MemoryMessage>;
+using namespace nalvo::bench;
 
-constexpr FILETIME kFallback{0, 0x01D5F070};
 constexpr std::uint64_t kFirstHour = 220'459'680 / 60;  // 2 March 2020 in hours since 1601
 
 FILETIME hour(std::uint64_t number) { return fileTimeOf((kFirstHour + number) * 3600 * kTicksPerSecond); }
 
-void set(const Message& message, const NamedProperty& property, ULONG type, host::PropertyContent content) {
-  message->bag().set(MapiName(property).getPropertyTag(message.get()), {type, std::move(content)});
-}
-
 // An hour in a room, with a reminder.
 Message appointment(const host::HostContextPtr& context, std::u16string_view messageClass, std::uint64_t number) {
-  Message message = host::makeMessage(context);
-  message->bag().set(PR_MESSAGE_CLASS, {PT_UNICODE, std::u16string(messageClass)});
-  message->bag().set(PR_SUBJECT, {PT_UNICODE, std::u16string(u"Plans of the week")});
-  message->bag().set(PR_BODY, {PT_UNICODE, std::u16string(u"All of it, with an umlaut: \u00E4.\r\nAnd a second line.")});
+  Message message = makeItem(context, messageClass);
   set(message, named::kAppointmentStartWhole, PT_SYSTIME, hour(number % 1000));
   set(message, named::kAppointmentEndWhole, PT_SYSTIME, hour(number % 1000 + 1));
   set(message, named::kLocation, PT_UNICODE, std::u16string(u"Room 5"));
@@ -44,10 +31,7 @@ Message appointment(const host::HostContextPtr& context, std::u16string_view mes
 Message meeting(const host::HostContextPtr& context, std::int32_t attendees) {
   Message message = appointment(context, u"IPM.Schedule.Meeting.Request", 0);
   for (std::int32_t i = 0; i < attendees; ++i) {
-    ComPtr<IConvertRecipient> made;
-    checkHResult(message->createRecipient(made.put()), SourceFile{".\\CalendarBenchmark"}.at("meeting"));
-    checkHResult(made->saveChanges(), SourceFile{".\\CalendarBenchmark"}.at("meeting"));
-    host::PropertyBag& bag = message->parts().recipients.back()->bag();
+    host::PropertyBag& bag = message->addRecipient().bag();
     const std::string name = "person" + std::to_string(i);
     bag.set(PR_RECIPIENT_TYPE, {PT_LONG, 1 + i % 3});
     bag.set(PR_DISPLAY_NAME, {PT_UNICODE, std::u16string(name.begin(), name.end())});
@@ -55,27 +39,6 @@ Message meeting(const host::HostContextPtr& context, std::int32_t attendees) {
     bag.set(PR_EMAIL_ADDRESS_A, {PT_STRING8, name + "@example.com"});
   }
   return message;
-}
-
-void bothWays(const std::string& name, const host::HostContextPtr& context, const std::vector<Message>& items,
-              host::MailForm form) {
-  const auto secondsSince = [](Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-  };
-  std::vector<ComPtr<IStream>> mails;
-  const auto start = Clock::now();
-  for (const Message& item : items) {
-    mails.push_back(host::writeMail(item.get(), form, nullptr).mail);
-  }
-  const double out = secondsSince(start);
-  const auto middle = Clock::now();
-  for (const ComPtr<IStream>& mail : mails) {
-    host::readMail(mail.get(), context, kFallback, nullptr);
-  }
-  const double in = secondsSince(middle);
-  const auto count = static_cast<double>(items.size());
-  std::printf("  %-32s to MIME %9.1f us each, %7.2f s; to MAPI %9.1f us each, %7.2f s\n", name.c_str(), out / count * 1e6,
-              out, in / count * 1e6, in);
 }
 
 }  // namespace

@@ -1,20 +1,15 @@
 // Contacts and distribution lists both ways: items per second, and growth with what they hold.
 #include <cstdio>
-#include <ctime>
 #include <string>
 #include <vector>
 
-#include "host/mail.h"
-#include "platform/mapi/tags.h"
+#include "bench/both_ways.h"
 #include "streams/stream_utils.h"
 
 namespace {
 
 using namespace nalvo;
-constexpr FILETIME kFallback{0, 0x01D5F070};
-
-// Of the processor, so that other work on the machine doesn't count.
-double seconds() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
+using namespace nalvo::bench;
 
 std::string mailOf(const std::string& type, const std::string& card) {
   return "MIME-Version: 1.0\r\nContent-Type: text/" + type + "; charset=utf-8\r\nContent-Transfer-Encoding: 8bit\r\n\r\n" +
@@ -41,29 +36,19 @@ std::string list(int members) {
   return mailOf("x-vcard-dl", card);
 }
 
-// Times both ways of each mail.
-void bothWays(const char* name, const std::vector<std::string>& mails) {
+// The mails are read first, as no item is there before.
+void readAndWrite(const std::string& name, const std::vector<std::string>& texts) {
   const auto context = std::make_shared<host::HostContext>();
-  std::vector<ComPtr<IStream>> streams;
-  for (const std::string& mail : mails) {
-    streams.push_back(streamUtils::createStream());
-    streamUtils::detail::writeStr(streams.back().get(), mail);
-    streamUtils::rewind(streams.back().get());
+  Mails mails;
+  for (const std::string& text : texts) {
+    mails.push_back(streamUtils::createStream());
+    streamUtils::detail::writeStr(mails.back().get(), text);
+    streamUtils::rewind(mails.back().get());
   }
-  std::vector<ComPtr<host::MemoryMessage>> items;
-  const double start = seconds();
-  for (const ComPtr<IStream>& stream : streams) {
-    items.push_back(host::readMail(stream.get(), context, kFallback, nullptr));
-  }
-  const double in = seconds() - start;
-  const double middle = seconds();
-  for (const ComPtr<host::MemoryMessage>& item : items) {
-    host::writeMail(item.get(), host::MailForm::Lossless, nullptr);
-  }
-  const double out = seconds() - middle;
-  const auto count = static_cast<double>(mails.size());
-  std::printf("  %-24s to MAPI %9.1f us each, %7.2f s; to MIME %9.1f us each, %7.2f s\n", name, in / count * 1e6, in,
-              out / count * 1e6, out);
+  std::vector<Message> items;
+  const double toMapi = processorSecondsOf([&] { items = readAll(mails, context); });
+  const double toMime = processorSecondsOf([&] { writeAll(items, host::MailForm::Lossless); });
+  printWays(name, items.size(), toMime, toMapi);
 }
 
 }  // namespace
@@ -75,10 +60,10 @@ int main() {
     for (int i = 0; i < count; ++i) {
       mails.push_back(contact(i));
     }
-    bothWays((std::to_string(count) + " contacts").c_str(), mails);
+    readAndWrite(std::to_string(count) + " contacts", mails);
   }
   std::printf("Lists\n");
   for (const int members : {10, 100, 1'000, 10'000}) {
-    bothWays((std::to_string(members) + " members").c_str(), {list(members)});
+    readAndWrite(std::to_string(members) + " members", {list(members)});
   }
 }

@@ -5,10 +5,8 @@
 // FOLDER holds messages, one a file. GMime parses and writes them; this layer loads, walks and saves them; both over the
 // same bytes in memory, in turns. The output of the layer is compared with the input once, before anything is timed.
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -17,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/timing.h"
 #include "mime/mime.h"
 #include "platform/com/unknown_impl.h"
 
@@ -133,24 +132,11 @@ std::size_t gmimeParseWrite(std::string_view text) {
 
 using Texts = std::vector<std::string>;
 
-// Of the processor, so that a busy machine doesn't blur how the cost grows.
-double processorSeconds(const std::function<void()>& work) {
-  const std::clock_t start = std::clock();
-  work();
-  return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
-}
-
-double seconds(const std::function<void()>& work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
 // The best of `passes` runs of all texts, shared out among `threads`.
 double bestTime(const Texts& texts, unsigned threads, int passes, const std::function<void(std::string_view)>& one) {
   double best = 1e9;
   for (int pass = 0; pass < passes; ++pass) {
-    best = std::min(best, seconds([&] {
+    best = std::min(best, bench::secondsOf([&] {
                       std::vector<std::thread> pool;
                       for (unsigned t = 0; t < threads; ++t) {
                         pool.emplace_back([&, t] {
@@ -289,7 +275,7 @@ void printGrowth() {
       const Texts text{growth.make(growth.base * factor)};
       time = 1e9;
       for (int pass = 0; pass < (factor == 100 ? 5 : 20); ++pass) {
-        time = std::min(time, processorSeconds([&] { readAll(text.front()); }) * 1e6);
+        time = std::min(time, bench::processorSecondsOf([&] { readAll(text.front()); }) * 1e6);
       }
       factor *= 10;
     }

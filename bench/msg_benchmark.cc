@@ -1,17 +1,15 @@
 // How .msg files are opened, shown and saved: per second, in memory, and as they grow.
 //
 // bench-msg [FOLDER]: with FOLDER, or msg/ of NALVO_CORPUS, also what the .msg files below it take.
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <vector>
 
+#include "bench/timing.h"
 #include "diagnostics/hresult_exception.h"
 #include "host/byte_sink.h"
 #include "host/compound_writer.h"
@@ -26,46 +24,14 @@
 #include "streams/stream_utils.h"
 
 using namespace nalvo;
+using namespace nalvo::bench;
 using namespace nalvo::host;
 namespace fs = std::filesystem;
 
 namespace {
 
-double secondsOf(const std::function<void()>& work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
 ComPtr<MemoryMessage> open(const fs::path& file) {
   return readMsg(openFile(file).get(), std::make_shared<HostContext>(), nullptr);
-}
-
-// The growth of the process's largest size in MiB while it works. In a child, so that each measure starts afresh.
-double peakOf(const std::function<void()>& work) {
-  int ends[2];
-  if (pipe(ends) != 0) {
-    return -1;
-  }
-  const pid_t child = fork();
-  if (child == 0) {
-    rusage before{};
-    rusage after{};
-    getrusage(RUSAGE_SELF, &before);
-    work();
-    getrusage(RUSAGE_SELF, &after);
-    const double growth = static_cast<double>(after.ru_maxrss - before.ru_maxrss) / 1024;
-    _exit(write(ends[1], &growth, sizeof growth) == sizeof growth ? 0 : 1);
-  }
-  double growth = -1;
-  if (read(ends[0], &growth, sizeof growth) != sizeof growth) {
-    growth = -1;
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  close(ends[0]);
-  close(ends[1]);
-  return growth;
 }
 
 void throughput(const fs::path& folder, const fs::path& scratch) {
@@ -182,17 +148,17 @@ void bigConversion(std::size_t mebibytes, const fs::path& scratch) {
     message->bag().set(PR_MESSAGE_CLASS, {PT_UNICODE, std::u16string(u"IPM.Note")});
   }
   writeMsg(message.get(), big);
-  const double toMime = peakOf([&] { (void)writeMail(open(big).get(), MailForm::Lossless, nullptr); });
+  const double toMime = megabytesOf([&] { (void)writeMail(open(big).get(), MailForm::Lossless, nullptr); });
   const ComPtr<IStream> mail = writeMail(open(big).get(), MailForm::Lossless, nullptr).mail;
-  const double toMapi =
-      peakOf([&] { writeMsg(readMail(mail.get(), std::make_shared<HostContext>(), FILETIME{}, nullptr).get(), scratch); });
+  const double toMapi = megabytesOf(
+      [&] { writeMsg(readMail(mail.get(), std::make_shared<HostContext>(), FILETIME{}, nullptr).get(), scratch); });
   std::printf("%4zu MiB attachment: to-mime %5.1f, to-mapi %5.1f MiB above the start\n", mebibytes, toMime, toMapi);
   fs::remove(big);
 }
 
 void bigAttachment(std::size_t mebibytes, const fs::path& scratch) {
   const fs::path big = scratch.string() + ".big";
-  const double made = peakOf([&] {
+  const double made = megabytesOf([&] {
     const ComPtr<MemoryMessage> message = makeMessage(std::make_shared<HostContext>());
     ComPtr<IStream> data = streamUtils::createStream();
     const std::string piece(1U << 20, 'x');
@@ -202,11 +168,10 @@ void bigAttachment(std::size_t mebibytes, const fs::path& scratch) {
     message->addAttachment().bag().set(PR_ATTACH_DATA_BIN, {PT_BINARY, std::move(data)});
     writeMsg(message.get(), big);
   });
-  double seconds = 0;
-  const double opened = peakOf([&] { (void)open(big); });
-  const double shown = peakOf([&] { (void)toJson(*open(big), false); });
-  const double saved = peakOf([&] { writeMsg(open(big).get(), scratch); });
-  seconds = secondsOf([&] { writeMsg(open(big).get(), scratch); });
+  const double opened = megabytesOf([&] { (void)open(big); });
+  const double shown = megabytesOf([&] { (void)toJson(*open(big), false); });
+  const double saved = megabytesOf([&] { writeMsg(open(big).get(), scratch); });
+  const double seconds = secondsOf([&] { writeMsg(open(big).get(), scratch); });
   std::printf(
       "%4zu MiB attachment: make %5.1f, open %5.1f, show %5.1f, open and save %5.1f MiB above the start; saved in %.2f s\n",
       mebibytes, made, opened, shown, saved, seconds);

@@ -1,8 +1,5 @@
 // Notes and reports both ways: messages and bytes per second, peak memory, and growth with what they hold.
-#include <sys/resource.h>
-
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -10,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/timing.h"
 #include "host/file_stream.h"
 #include "host/mail.h"
 #include "platform/mapi/tags.h"
@@ -19,16 +17,10 @@
 namespace {
 
 using namespace nalvo;
-using Clock = std::chrono::steady_clock;
+using namespace nalvo::bench;
 
 constexpr FILETIME kFallback{0, 0x01D5F070};
 constexpr double kSecondsEach = 0.4;
-
-double peakMegabytes() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return static_cast<double>(usage.ru_maxrss) / 1024;
-}
 
 ComPtr<IStream> streamOf(const std::string& text) {
   ComPtr<IStream> stream = streamUtils::createStream();
@@ -36,19 +28,7 @@ ComPtr<IStream> streamOf(const std::string& text) {
   return stream;
 }
 
-// Seconds for one call, measured over many.
-double timeOf(const std::function<void()>& body) {
-  body();
-  const auto start = Clock::now();
-  double seconds = 0;
-  int calls = 0;
-  do {
-    body();
-    ++calls;
-    seconds = std::chrono::duration<double>(Clock::now() - start).count();
-  } while (seconds < kSecondsEach);
-  return seconds / calls;
-}
+double timeOf(const std::function<void()>& work) { return secondsOfEach(kSecondsEach, work); }
 
 void row(const char* name, double seconds, double bytes) {
   std::printf("  %-34s %10.1f us %10.0f /s %9.1f MB/s  peak %6.1f MB\n", name, seconds * 1e6, 1 / seconds,
@@ -179,9 +159,7 @@ void bigAttachment() {
   const double start = peakMegabytes();
   const auto context = std::make_shared<host::HostContext>();
   const auto timed = [&](const char* name, const std::function<void()>& run) {
-    const auto from = Clock::now();
-    run();
-    const double seconds = std::chrono::duration<double>(Clock::now() - from).count();
+    const double seconds = secondsOf(run);
     std::printf("  %-34s %10.1f s %12.1f MB/s  peak %6.1f MB above the start\n", name, seconds, kBytes / seconds / 1e6,
                 peakMegabytes() - start);
   };
@@ -202,11 +180,11 @@ void corpus(const char* folder) {
   const auto context = std::make_shared<host::HostContext>();
   std::vector<ComPtr<host::MemoryMessage>> messages(mails.size());
   const auto measure = [&](const char* name, const std::function<void(std::size_t)>& one) {
-    const auto start = Clock::now();
-    for (std::size_t i = 0; i < mails.size(); ++i) {
-      one(i);
-    }
-    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    const double seconds = secondsOf([&] {
+      for (std::size_t i = 0; i < mails.size(); ++i) {
+        one(i);
+      }
+    });
     row(name, seconds / static_cast<double>(mails.size()), bytes / static_cast<double>(mails.size()));
   };
   std::printf("%zu messages of the corpus, %.1f MB\n", mails.size(), bytes / 1e6);

@@ -1,43 +1,23 @@
 // Tasks, and series with many exceptions, both ways: items per second, and growth with what they hold.
-#include <chrono>
 #include <cstdio>
 #include <string>
 #include <vector>
 
+#include "bench/both_ways.h"
 #include "convert/groupware/recurrence_pattern.h"
 #include "convert/groupware/recurrence_state_item.h"
-#include "host/mail.h"
-#include "platform/mapi/tags.h"
 #include "platform/time/file_time.h"
-#include "properties/named_properties.h"
 #include "streams/stream_utils.h"
 
 namespace {
 
 using namespace nalvo;
-using Clock = std::chrono::steady_clock;
+using namespace nalvo::bench;
 
-constexpr FILETIME kFallback{0, 0x01D5F070};
 constexpr std::uint32_t kDay = 1440;
 constexpr std::uint32_t kFirstDay = 220'459'680;  // 2 March 2020 in minutes since 1601
 
-double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
-
-using Message = ComPtr<host::MemoryMessage>;
-
-void set(const Message& message, const NamedProperty& property, ULONG type, host::PropertyContent content) {
-  message->bag().set(MapiName(property).getPropertyTag(message.get()), {type, std::move(content)});
-}
-
 FILETIME timeAt(std::uint64_t minutes) { return fileTimeOf(minutes * 60 * kTicksPerSecond); }
-
-Message makeItem(const host::HostContextPtr& context, std::u16string_view messageClass) {
-  Message message = host::makeMessage(context);
-  message->bag().set(PR_MESSAGE_CLASS, {PT_UNICODE, std::u16string(messageClass)});
-  message->bag().set(PR_SUBJECT, {PT_UNICODE, std::u16string(u"Write the plan of the week")});
-  message->bag().set(PR_BODY, {PT_UNICODE, std::u16string(u"All of it, with an umlaut: \u00E4.\r\nAnd a second line.")});
-  return message;
-}
 
 Message task(const host::HostContextPtr& context, std::uint64_t number) {
   Message message = makeItem(context, u"IPM.Task");
@@ -79,24 +59,6 @@ Message series(const host::HostContextPtr& context, std::uint32_t exceptions) {
   return message;
 }
 
-// Times both ways of the items.
-void bothWays(const std::string& name, const host::HostContextPtr& context, const std::vector<Message>& items) {
-  std::vector<ComPtr<IStream>> mails;
-  const auto start = Clock::now();
-  for (const Message& item : items) {
-    mails.push_back(host::writeMail(item.get(), host::MailForm::Lossless, nullptr).mail);
-  }
-  const double out = secondsSince(start);
-  const auto middle = Clock::now();
-  for (const ComPtr<IStream>& mail : mails) {
-    host::readMail(mail.get(), context, kFallback, nullptr);
-  }
-  const double in = secondsSince(middle);
-  const auto count = static_cast<double>(items.size());
-  std::printf("  %-24s to MIME %9.1f us each, %7.2f s; to MAPI %9.1f us each, %7.2f s\n", name.c_str(), out / count * 1e6,
-              out, in / count * 1e6, in);
-}
-
 }  // namespace
 
 int main() {
@@ -107,10 +69,10 @@ int main() {
     for (std::uint64_t i = 0; i < count; ++i) {
       items.push_back(task(context, i));
     }
-    bothWays(std::to_string(count) + " tasks", context, items);
+    bothWays(std::to_string(count) + " tasks", context, items, host::MailForm::Lossless);
   }
   std::printf("A series with exceptions\n");
   for (const std::uint32_t exceptions : {10U, 100U, 1'000U, 10'000U}) {
-    bothWays(std::to_string(exceptions) + " moved dates", context, {series(context, exceptions)});
+    bothWays(std::to_string(exceptions) + " moved dates", context, {series(context, exceptions)}, host::MailForm::Lossless);
   }
 }
