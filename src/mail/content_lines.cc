@@ -55,21 +55,31 @@ bool toUtf8(std::string& text, std::string_view charset) {
   return whole;
 }
 
-// The escapes of a text that is whole; see readRaw.
-std::string resolveKept(std::string_view text) {
-  std::string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] != '\\') {
-      out.push_back(text[i]);
-    } else if (++i == text.size()) {
-      out.append("\\\\");
-    } else if (const char control = controlOf(text[i]); control != 0) {
-      out.push_back(control);
-    } else {
-      out.append({'\\', text[i]});
-    }
+// Replaces the escapes of a whole value by what they stand for. With `keepBackslashes` those that stand for no control
+// character stay, and half an escape at the end becomes a whole one.
+void resolveEscapes(std::string& text, bool keepBackslashes) {
+  std::size_t escape = text.find('\\');
+  if (escape == std::string::npos) {
+    return;
   }
-  return out;
+  std::string out;
+  out.reserve(text.size() + 1);
+  std::size_t at = 0;
+  for (; escape != std::string::npos; escape = text.find('\\', at)) {
+    out.append(text, at, escape - at);
+    at = std::min(escape + 2, text.size());
+    const bool isHalf = at == escape + 1;
+    const char control = isHalf ? '\0' : controlOf(text[escape + 1]);
+    if (control != 0) {
+      out.push_back(control);
+      continue;
+    }
+    if (keepBackslashes) {
+      out.push_back('\\');
+    }
+    out.push_back(isHalf ? '\\' : text[escape + 1]);
+  }
+  text = out.append(text, at);
 }
 
 // Undoes what quoteToken makes of a parameter value.
@@ -245,37 +255,22 @@ bool HeaderLex::readParamValues(std::vector<std::string>& values) {
   return true;
 }
 
-// The text of a value with its escapes resolved, still in its charset.
-bool HeaderLex::readRaw(std::string& out, bool quotedPrintable, bool keepBackslashes) {
-  out.clear();
-  char c = 0;
-  while (peekChar(c, quotedPrintable)) {
-    if (c != '\\' || !backslashEscapes_) {
-      take(out, quotedPrintable, [this](char next) { return next == '\\' && backslashEscapes_; });
-      continue;
-    }
-    ++position_;
-    char escaped = 0;
-    if (!peekChar(escaped, quotedPrintable)) {
-      out.append(keepBackslashes ? "\\\\" : "\\");
-      break;
-    }
-    ++position_;
-    if (const char control = controlOf(escaped); control != 0) {
-      out.push_back(control);
-    } else {
-      if (keepBackslashes) {
-        out.push_back('\\');
-      }
-      out.push_back(escaped);
-    }
-  }
-  return !out.empty();
-}
-
 bool HeaderLex::decode(std::string& text, bool quotedPrintable, bool keepBackslashes, std::string_view charset) const {
+  const bool hasEscapes = backslashEscapes_ && text.find('\\') != std::string::npos;
+  // The backslash may be half of a character, so it is looked for behind the conversion.
+  const bool isConvertedFirst = hasEscapes && utils::mayHideBackslash(charset);
+  if (hasEscapes && !isConvertedFirst) {
+    resolveEscapes(text, keepBackslashes);
+  }
   if (quotedPrintable) {
     utils::decodeQuotedPrintable(text, text);
+  }
+  if (isConvertedFirst) {
+    if (!toUtf8(text, charset)) {
+      return false;
+    }
+    charset = utils::kUtf8Charset;
+    resolveEscapes(text, keepBackslashes);
   }
   constexpr std::string_view kWordStart = "=?";
   if (text.find(kWordStart) != std::string::npos) {
@@ -295,7 +290,7 @@ bool HeaderLex::decode(std::string& text, bool quotedPrintable, bool keepBacksla
   text.erase(text.find_last_not_of('\0') + 1);
   if (keepBackslashes) {
     // What was decoded holds escapes of its own, or ends in half of one now.
-    text = resolveKept(text);
+    resolveEscapes(text, true);
   }
   // Carriage returns aren't written, so a blank behind them would be the first character of the written value.
   const std::size_t start = text.find_first_not_of(" \t\r");
@@ -317,9 +312,10 @@ bool HeaderLex::readValue(std::string& out, bool quotedPrintable, bool keepBacks
     return false;
   }
   skipOver(':');
-  if (!skipBlanks() || !readRaw(out, quotedPrintable, keepBackslashes)) {
+  if (!skipBlanks()) {
     return false;
   }
+  take(out, quotedPrintable, [](char) { return false; });
   return decode(out, quotedPrintable, keepBackslashes, charset.empty() ? std::string_view(charset_) : charset);
 }
 

@@ -68,7 +68,6 @@ class HeaderLex {
   template <typename Stops>
   void take(std::string& out, bool quotedPrintable, Stops stops);
   void takeToken(std::string& out);
-  bool readRaw(std::string& out, bool quotedPrintable, bool keepBackslashes);
   bool readQuoted(std::string& out);
   bool decode(std::string& text, bool quotedPrintable, bool keepBackslashes, std::string_view charset) const;
 

@@ -1,5 +1,8 @@
 #include "text/charset_names.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "platform/text/text.h"
 
 namespace nalvo::utils {
@@ -27,6 +30,14 @@ const Charset* charsetFor(std::string_view name) {
 }
 
 bool isCharsetSupported(std::string_view name) { return charsetFor(name) != nullptr; }
+
+bool mayHideBackslash(std::string_view name) {
+  const Charset* row = charsetFor(name);
+  // The families of East Asia.
+  constexpr CodePage kFamilies[] = {932, 936, 949, 950};
+  return row != nullptr && (!row->asciiSuperset() || std::find(std::begin(kFamilies), std::end(kFamilies),
+                                                               row->windowsCodePage) != std::end(kFamilies));
+}
 
 bool normalizeCharsetName(std::string_view name, std::string& out) {
   for (const Repair& repair : kRepairs) {

@@ -29,6 +29,9 @@ bool isCharsetSupported(std::string_view name);
 // The platform's row for a name that is not repaired, UTF-16 for UTF-7-IMAP; null for one that isn't supported.
 const Charset* charsetFor(std::string_view name);
 
+// Whether a byte of 0x5C may be no backslash but part of another character, as in Shift_JIS.
+bool mayHideBackslash(std::string_view name);
+
 // Repairs a name: what senders call by too small a name gets the bigger charset ("us-ascii" and "iso-8859-1" are read as
 // "cp1252", "gb2312" as "gb18030"), "windows-N" that is not supported becomes "cpN", any other unknown name "cp1252".
 // Returns whether `out` differs from `name`.

@@ -177,6 +177,11 @@ TEST(ContentLines, CharsetOfSourceAndOfValue) {
   EXPECT_EQ(valueOf("X:P\xF8\xED =?utf-8?Q?=C3=A9?= \xF8\r\n", "iso-8859-2"), "P\u0159\u00ED \u00E9 \u0159");
   EXPECT_EQ(valueOf("X:\x1B$BF|0Z\x1B(B\r\n", "iso-2022-jp"), "\u65E5\u754F");
   EXPECT_EQ(valueOf("X:caf\xC3\xA9\r\n", "windows-9999"), "caf\u00E9") << "an unknown charset is UTF-8";
+  for (const char* line : {"X:\x95\\n\\n\x83\\\r\n", "X;QUOTED-PRINTABLE:=95\\n\\n=83=5C\r\n"}) {
+    EXPECT_EQ(valueOf(line, "shift_jis"), "\u8868n\n\u30BD") << "a backslash that is half of a character";
+  }
+  EXPECT_EQ(valueOf("ADR:\x95\\;\\;\x83\\\r\n", "shift_jis"), "\u8868;\\;\u30BD");
+  EXPECT_EQ(valueOf("X;QUOTED-PRINTABLE:C:=5Cnew\r\n", "shift_jis"), "C:\\new");
 
   std::istringstream in("A:\xF8\r\nB;QUOTED-PRINTABLE:=F8\r\n");
   vcIStreamLex lexer(in, "utf-8");
