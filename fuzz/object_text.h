@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 #include "mail/v_base.h"
 #include "platform/text/text.h"
@@ -20,7 +21,7 @@ inline void require(bool condition) {
 
 // Words inside words are decoded a few times, and a carriage return that goes may join a new one.
 inline bool mayChange(const mail::Component& component) {
-  const auto odd = [](const std::string& text) {
+  const auto odd = [](std::string_view text) {
     return text.find("=?") != std::string::npos || text.find('\r') != std::string::npos;
   };
   for (const mail::Property& property : component.properties()) {

@@ -1,32 +1,48 @@
 // The text of names, parameter values and values, as lines hold it.
 #include "mail/content_lines.h"
 
+#include <algorithm>
+#include <array>
+
 namespace nalvo::mail {
+namespace {
+
+constexpr bool isQuotedFor(char c) { return c == ':' || c == ';' || c == ',' || c == ' '; }
+
+// It is written as something else. A table, as each character of a text is asked about.
+bool isEscaped(char c) {
+  static constexpr auto kEscaped = [] {
+    std::array<bool, 256> escaped{};
+    escaped['\t'] = escaped['\n'] = escaped['\r'] = escaped['\\'] = true;
+    return escaped;
+  }();
+  return kEscaped[static_cast<unsigned char>(c)];
+}
+
+constexpr bool continuesCharacter(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
+
+// Carriage returns leave no trace, or a value would be folded otherwise once it has been read again.
+void appendEscaped(char c, std::string& out) {
+  if (c != '\r') {
+    out.append(c == '\t' ? "\\t" : c == '\n' ? "\\n" : "\\\\");
+  }
+}
+
+}  // namespace
 
 void quoteToken(std::string_view text, std::string& out) {
-  const bool quoted = text.find_first_of(":;, ") != std::string_view::npos;
+  const bool quoted = std::any_of(text.begin(), text.end(), isQuotedFor);
   if (quoted) {
     out.push_back('"');
   }
-  for (const char c : text) {
-    switch (c) {
-      case '\t':
-        out.append("\\t");
-        break;
-      case '\n':
-        out.append("\\n");
-        break;
-      case '\r':
-        break;
-      case '"':
-        out.push_back('\'');
-        break;
-      case '\\':
-        out.append("\\\\");
-        break;
-      default:
-        out.push_back(c);
+  while (!text.empty()) {
+    const auto end = std::find_if(text.begin(), text.end(), [](char c) { return isEscaped(c) || c == '"'; });
+    const auto plain = static_cast<std::size_t>(end - text.begin());
+    out.append(text.substr(0, plain));
+    if (end != text.end()) {
+      *end == '"' ? out.push_back('\'') : appendEscaped(*end, out);
     }
+    text.remove_prefix(std::min(plain + 1, text.size()));
   }
   if (quoted) {
     out.push_back('"');
@@ -34,36 +50,31 @@ void quoteToken(std::string_view text, std::string& out) {
 }
 
 void foldValue(std::string_view text, std::string& out, bool structured) {
-  constexpr int kFirstLine = 56;
-  constexpr int kNextLines = 76;
-  int budget = kFirstLine;
-  std::size_t written = 0;  // what lies in front of it stands in `out`
-  const auto writeUpTo = [&](std::size_t end) {
-    out.append(text.substr(written, end - written));
-    written = end;
-  };
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    // It leaves no trace, or the value would be folded otherwise once it has been read again.
-    if (c == '\r') {
-      writeUpTo(i);
-      ++written;
-      continue;
-    }
-    const bool startsCharacter = (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-    if (budget < 1 && startsCharacter) {
-      writeUpTo(i);
+  constexpr std::size_t kFirstLine = 56;
+  constexpr std::size_t kNextLines = 76;
+  std::size_t room = kFirstLine;
+  for (std::size_t at = 0; at < text.size();) {
+    const char first = text[at];
+    if (room == 0 && first != '\r' && !continuesCharacter(first)) {
       out.append("\r\n ");
-      budget = kNextLines;
+      room = kNextLines;
     }
-    --budget;
-    if (c == '\t' || c == '\n' || (c == '\\' && !structured)) {
-      writeUpTo(i);
-      out.append(c == '\t' ? "\\t" : c == '\n' ? "\\n" : "\\\\");
-      ++written;
+    std::size_t end = at + 1;
+    if (isEscaped(first) && !(structured && first == '\\')) {
+      appendEscaped(first, out);
+    } else {
+      const std::size_t most = std::min(text.size(), at + std::max<std::size_t>(room, 1));
+      while (end < most && !isEscaped(text[end])) {
+        ++end;
+      }
+      while (end < text.size() && continuesCharacter(text[end])) {
+        ++end;
+      }
+      out.append(text.substr(at, end - at));
     }
+    room -= first == '\r' ? 0 : std::min(room, end - at);
+    at = end;
   }
-  writeUpTo(text.size());
 }
 
 }  // namespace nalvo::mail

@@ -18,25 +18,33 @@ constexpr std::array<std::string_view, 3> kClasses = {"PUBLIC", "PRIVATE", "CONF
 }  // namespace
 
 std::string VBase::toText() const {
-  std::string text;
-  printTo(text);
-  return text;
+  return collectText([this](const Sink& sink) { printTo(sink); });
 }
 
 HRESULT VBase::print(IStream* stream) const {
-  constexpr std::size_t kPiece = 1U << 20;
-  const std::string text = toText();
-  for (std::size_t at = 0; at < text.size(); at += kPiece) {
-    const auto size = static_cast<ULONG>(std::min(kPiece, text.size() - at));
-    ULONG written = 0;
-    if (const HRESULT hr = stream->Write(text.data() + at, size, &written); failed(hr)) {
-      return hr;
+  constexpr std::size_t kMost = 1U << 20;
+  HRESULT hr = S_OK;
+  printTo([&](std::string_view text) {
+    for (; hr == S_OK && !text.empty(); text.remove_prefix(std::min(kMost, text.size()))) {
+      const auto size = static_cast<ULONG>(std::min(kMost, text.size()));
+      ULONG written = 0;
+      hr = stream->Write(text.data(), size, &written);
+      hr = failed(hr) ? hr : written == size ? S_OK : STG_E_MEDIUMFULL;
     }
-    if (written != size) {
-      return STG_E_MEDIUMFULL;
-    }
-  }
-  return S_OK;
+    return hr == S_OK;
+  });
+  return hr;
+}
+
+void VBase::print(std::ostream& stream) const {
+  printTo([&stream](std::string_view piece) { return static_cast<bool>(stream << piece); });
+}
+
+void VBase::print(NStream& stream) const {
+  printTo([&stream](std::string_view piece) {
+    stream << piece;
+    return true;
+  });
 }
 
 bool VBase::read(IStream* stream, std::string_view charset) {

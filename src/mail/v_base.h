@@ -32,8 +32,8 @@ class VBase {
 
   // S_OK, or what the stream failed with; STG_E_MEDIUMFULL when it took less than all.
   HRESULT print(IStream* stream) const;
-  void print(std::ostream& stream) const { stream << toText(); }
-  void print(NStream& stream) const { stream << toText(); }
+  void print(std::ostream& stream) const;
+  void print(NStream& stream) const;
   std::string toText() const;
 
   // Replaces all content. False when the text holds no such object; the tree is empty then, where a class doesn't say
@@ -64,7 +64,7 @@ class VBase {
 
  protected:
   virtual bool readFrom(HeaderLex& lexer);
-  virtual void printTo(std::string& out) const { root_.print(out); }
+  virtual void printTo(const Sink& sink) const { root_.print(sink); }
 
   Component& rootForWrite() { return root_; }
   Component& currentForWrite() { return const_cast<Component&>(current()); }

@@ -17,7 +17,7 @@ constexpr std::array<std::string_view, 8> kMethods = {"PUBLISH", "REQUEST", "REP
 
 // An empty one isn't written, and would be missing when the text is read again.
 bool hasRecurrenceId(const Component& component) {
-  const std::vector<PropertyValue>& values = component.findProperty("RECURRENCE-ID").values;
+  const auto& values = component.findProperty("RECURRENCE-ID").values;
   return !std::all_of(values.begin(), values.end(), [](const PropertyValue& value) { return value.isEmptyValue(); });
 }
 
@@ -94,12 +94,12 @@ bool VCalendar::readFrom(HeaderLex& lexer) {
   return found;
 }
 
-void VCalendar::printTo(std::string& out) const {
+void VCalendar::printTo(const Sink& sink) const {
   std::vector<Component> components;
   for (auto zone = zones_.rbegin(); zone != zones_.rend(); ++zone) {
     components.push_back(zone->second->toComponent());
   }
-  root().print(out, components);
+  root().print(sink, components);
 }
 
 void VCalendar::registerZone(const std::shared_ptr<const TimeZone>& zone) {
@@ -141,7 +141,7 @@ void VCalendar::setDescription(std::string text) {
 }
 
 std::string VCalendar::getDescriptionAltRep() const {
-  return current().findProperty("DESCRIPTION").firstValue().firstParamValue("ALTREP");
+  return std::string(current().findProperty("DESCRIPTION").firstValue().firstParamValue("ALTREP"));
 }
 
 int VCalendar::getPriority() const { return getLimited("PRIORITY", 0, 9, 5); }

@@ -119,7 +119,7 @@ class VCalendar : public VBase {
 
  protected:
   bool readFrom(HeaderLex& lexer) override;
-  void printTo(std::string& out) const override;
+  void printTo(const Sink& sink) const override;
 
   // The date as a whole day: midnight of its own clock is that day, any other time the day in UTC.
   DateTime getDayDate(std::string_view name) const;

@@ -134,7 +134,9 @@ void VCard::setNote(std::string text) {
   setProperty("NOTE", text);
 }
 
-std::string VCard::getNoteAltRep() const { return root().findProperty("NOTE").firstValue().firstParamValue("ALTREP"); }
+std::string VCard::getNoteAltRep() const {
+  return std::string(root().findProperty("NOTE").firstValue().firstParamValue("ALTREP"));
+}
 
 void VCard::setPhoto(std::string_view uri) {
   PropertyValue& value = rootForWrite().addProperty("PHOTO").firstValueForWrite();
@@ -345,7 +347,7 @@ std::vector<Email> VCard::getEmails() const {
     const Email::Kind kind = value.hasType("WORK")   ? Email::Kind::Work
                              : value.hasType("HOME") ? Email::Kind::Home
                                                      : Email::Kind::None;
-    emails.push_back({value.text, value.firstParamValue("CN"), kind, value.isPreferred()});
+    emails.push_back({value.text, std::string(value.firstParamValue("CN")), kind, value.isPreferred()});
   }
   return emails;
 }

@@ -6,10 +6,8 @@ namespace nalvo::mail {
 namespace {
 
 // What look-ups that find nothing answer.
-const Param kNoParam;
 const PropertyValue kNoValue;
 const Property kNoProperty;
-const std::string kNoText;
 
 template <typename Items>
 auto findNamed(Items& items, std::string_view name) {
@@ -20,49 +18,79 @@ bool holds(const std::vector<std::string>& values, std::string_view wanted) {
   return std::any_of(values.begin(), values.end(), [&](const auto& value) { return equalsIgnoreCase(value, wanted); });
 }
 
-}  // namespace
-
-const Param& PropertyValue::findParam(std::string_view name) const {
-  const auto found = findNamed(params, name);
-  return found == params.end() ? kNoParam : *found;
-}
-
-Param& PropertyValue::getOrAddParam(std::string_view name) {
+Param& getOrAdd(std::vector<Param>& params, std::string_view name) {
   const auto found = findNamed(params, name);
   return found == params.end() ? params.emplace_back(Param{std::string(name), {}}) : *found;
 }
 
+}  // namespace
+
+Param PropertyValue::findParam(std::string_view name) const {
+  Param param;
+  bool found = false;
+  for (const auto& [isName, item] : params) {
+    if (isName && found) {
+      break;
+    }
+    if (isName) {
+      found = equalsIgnoreCase(item, name);
+      param.name = found ? item : std::string_view();
+    } else if (found) {
+      param.values.emplace_back(item);
+    }
+  }
+  return param;
+}
+
 bool PropertyValue::removeParam(std::string_view name) {
-  const auto found = findNamed(params, name);
-  if (found == params.end()) {
+  std::vector<Param> all = params.all();
+  const auto found = findNamed(all, name);
+  if (found == all.end()) {
     return false;
   }
-  params.erase(found);
+  all.erase(found);
+  params = Params(all);
   return true;
 }
 
 void PropertyValue::setParam(std::string_view name, std::string_view value) {
-  getOrAddParam(name).values.assign(1, std::string(value));
+  std::vector<Param> all = params.all();
+  getOrAdd(all, name).values.assign(1, std::string(value));
+  params = Params(all);
 }
 
 void PropertyValue::addParamValue(std::string_view name, std::string_view value) {
-  Param& param = getOrAddParam(name);
+  std::vector<Param> all = params.all();
+  Param& param = getOrAdd(all, name);
   if (!holds(param.values, value)) {
     param.values.emplace_back(value);
+    params = Params(all);
   }
 }
 
-const std::string& PropertyValue::firstParamValue(std::string_view name) const {
-  const Param& param = findParam(name);
-  return param.values.empty() ? kNoText : param.values.front();
+std::string_view PropertyValue::firstParamValue(std::string_view name) const {
+  bool found = false;
+  for (const auto& [isName, item] : params) {
+    if (found) {
+      return isName ? std::string_view() : item;
+    }
+    found = isName && equalsIgnoreCase(item, name);
+  }
+  return {};
 }
 
 bool PropertyValue::hasType(std::string_view type) const {
-  const std::vector<std::string>& types = findParam("TYPE").values;
-  if (type.empty()) {
-    return std::all_of(types.begin(), types.end(), [](const auto& value) { return equalsIgnoreCase(value, "PREF"); });
+  bool inType = false, onlyPreferred = true;
+  for (const auto& [isName, item] : params) {
+    if (isName) {
+      inType = equalsIgnoreCase(item, "TYPE");
+    }
+    if ((isName || inType) && !type.empty() && equalsIgnoreCase(item, type)) {
+      return true;
+    }
+    onlyPreferred = onlyPreferred && (isName || !inType || equalsIgnoreCase(item, "PREF"));
   }
-  return holds(types, type) || findNamed(params, type) != params.end();
+  return type.empty() && onlyPreferred;
 }
 
 bool PropertyValue::isDate() const {
@@ -98,7 +126,7 @@ Property& Component::addProperty(std::string_view propertyName) {
   if (found != FoldedIndex::kNone) {
     return properties_[found];
   }
-  properties_.push_back({std::string(propertyName), {}});
+  properties_.push_back({Name(propertyName), {}});
   index_.appended(properties_);
   return properties_.back();
 }
@@ -108,6 +136,13 @@ void Component::removeProperty(std::string_view propertyName) {
   if (found != FoldedIndex::kNone) {
     properties_.erase(properties_.begin() + static_cast<std::ptrdiff_t>(found));
     index_.renew(properties_);
+  }
+}
+
+void Component::dropEmptyValues() {
+  for (Property& property : properties_) {
+    const auto isEmpty = [](const PropertyValue& value) { return value.isEmptyValue(); };
+    property.values.erase(std::remove_if(property.values.begin(), property.values.end(), isEmpty), property.values.end());
   }
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <memory>
 #include <span>
@@ -12,8 +13,12 @@
 #include <utility>
 #include <vector>
 
+#include <boost/container/small_vector.hpp>
+
 #include "mail/date_time.h"
 #include "mail/v_folded_index.h"
+#include "mail/v_name.h"
+#include "mail/v_params.h"
 
 namespace nalvo::mail {
 
@@ -23,28 +28,22 @@ class NTimeZone;
 // Zones by TZID.
 using Zones = std::map<std::string, std::shared_ptr<const NTimeZone>, std::less<>>;
 
-struct Param {
-  std::string name;
-  std::vector<std::string> values;  // no two alike without case; none for a bare parameter (";HOME"), which is never written
-};
-
 // What one line says of a property.
 struct PropertyValue {
   std::string text;  // its escapes are resolved; those of the fields of ADR, N and ORG are kept
-  std::vector<Param> params;
+  Params params;
 
   // An empty one when it isn't there.
-  const Param& findParam(std::string_view name) const;
-  Param& getOrAddParam(std::string_view name);
+  Param findParam(std::string_view name) const;
   // Whether it was there.
   bool removeParam(std::string_view name);
-  void clearParams() { params.clear(); }
+  void clearParams() { params = {}; }
   // Exactly this value.
   void setParam(std::string_view name, std::string_view value);
   // Adds the value unless the parameter holds it.
   void addParamValue(std::string_view name, std::string_view value);
-  // Empty when there is none.
-  const std::string& firstParamValue(std::string_view name) const;
+  // Empty when there is none. Good until the parameters change.
+  std::string_view firstParamValue(std::string_view name) const;
 
   // TYPE holds it, or a bare parameter has this name. With an empty `type`: TYPE holds nothing but "PREF".
   bool hasType(std::string_view type) const;
@@ -71,8 +70,8 @@ struct PropertyValue {
 
 // All lines of one name. They are written together, at the place of the first.
 struct Property {
-  std::string name;
-  std::vector<PropertyValue> values;
+  Name name;
+  boost::container::small_vector<PropertyValue, 1> values;  // nearly always one
 
   // Empty when there is no value.
   const std::string& firstText() const { return firstValue().text; }
@@ -87,7 +86,13 @@ struct Property {
   void setValue(std::string_view text) { firstValueForWrite().text = text; }
 };
 
-// References to properties hold until another is added or removed, to children likewise.
+// Takes the next piece of a text, and answers whether it wants more.
+using Sink = std::function<bool(std::string_view)>;
+
+// All that `print` gives to a sink. It may be called twice, for a string that grows takes several times its size.
+std::string collectText(const std::function<void(const Sink&)>& print);
+
+// References to properties and their values hold until a property is added or removed, to children likewise.
 class Component {
  public:
   // Deeper ones are passed over when reading: each level costs stack when a tree is copied or written.
@@ -96,7 +101,7 @@ class Component {
   Component() = default;
   explicit Component(std::string_view componentName) : name(componentName) {}
 
-  std::string name;
+  Name name;
   std::vector<Component> children;
 
   void clear() { *this = Component(); }
@@ -108,6 +113,8 @@ class Component {
   // Gets it, or makes it behind all others.
   Property& addProperty(std::string_view propertyName);
   void removeProperty(std::string_view propertyName);
+  // Those of the properties of this component, which are never written anyway: what is first now is so in the text too.
+  void dropEmptyValues();
 
   // The text of the first value.
   const std::string& getPropertyText(std::string_view propertyName) const { return findProperty(propertyName).firstText(); }
@@ -126,8 +133,9 @@ class Component {
   // when there is none. Lines that make no sense are dropped, what is cut off at the end stands.
   bool read(HeaderLex& lexer, std::string_view wantedName);
 
-  // Appends the text, or nothing when no property has a value. `firstChildren` are written ahead of the children.
-  void print(std::string& out, std::span<const Component> firstChildren = {}) const;
+  // Gives the text to `sink`, or nothing when no property has a value. `firstChildren` are written ahead of the children.
+  void print(const Sink& sink, std::span<const Component> firstChildren = {}) const;
+  std::string toText() const;
 
  private:
   std::vector<Property> properties_;

@@ -18,8 +18,6 @@ bool isStructured(std::string_view name) {
 // The parameters of one line as they come in. A line may hold any number of them, of one name or many.
 class ParamReader {
  public:
-  explicit ParamReader(std::vector<Param>& params) : params_(params) {}
-
   void add(const std::string& name, std::vector<std::string>& values) {
     std::size_t at = index_.find(name, params_);
     if (at == FoldedIndex::kNone) {
@@ -31,6 +29,8 @@ class ParamReader {
       addValue(at, std::move(value));
     }
   }
+
+  Params get() const { return Params(params_); }
 
  private:
   // What is written alike would be one when it is read again.
@@ -50,7 +50,7 @@ class ParamReader {
     }
   }
 
-  std::vector<Param>& params_;
+  std::vector<Param> params_;
   FoldedIndex index_;
   std::unordered_set<std::string> seen_;
 };
@@ -61,7 +61,7 @@ class ValueReader {
   explicit ValueReader(HeaderLex& lexer) : lexer_(lexer) {}
 
   void read(PropertyValue& value, bool structured) {
-    ParamReader params(value.params);
+    ParamReader params;
     bool quotedPrintable = false;
     charset_.clear();
     while (lexer_.readParamName(name_)) {
@@ -75,6 +75,7 @@ class ValueReader {
         params.add(name_, values_);
       }
     }
+    value.params = params.get();
     // Assigned, for it grew as it was read, and a tree has many.
     value.text =
         lexer_.readValue(text_, quotedPrintable, structured, charset_) ? std::string_view(text_) : std::string_view();
@@ -110,37 +111,93 @@ bool readComponentName(HeaderLex& lexer, std::string& name) {
   return !name.empty();
 }
 
-void printProperty(const Property& property, std::string& out) {
-  const bool structured = isStructured(property.name);
-  for (const PropertyValue& value : property.values) {
-    if (value.isEmptyValue()) {
-      continue;
+// Gives a tree's text piece by piece.
+class Printer {
+ public:
+  explicit Printer(const Sink& sink) : sink_(sink) {}
+
+  void print(const Component& component, std::span<const Component> firstChildren) {
+    begun_.push_back(component.name);
+    for (const Property& property : component.properties()) {
+      printProperty(property);
     }
-    quoteToken(property.name, out);
-    for (const Param& param : value.params) {
-      const std::size_t start = out.size();
-      out.push_back(';');
-      quoteToken(param.name, out);
-      char separator = '=';
-      for (const std::string& item : param.values) {
-        const std::size_t before = out.size();
-        out.push_back(separator);
-        quoteToken(item, out);
-        if (out.size() == before + 1) {
-          out.pop_back();
-        } else {
-          separator = ',';
-        }
-      }
-      if (separator == '=') {
-        out.resize(start);
-      }
+    for (const Component& child : firstChildren) {
+      print(child, {});
     }
-    out.push_back(':');
-    foldValue(value.text, out, structured);
-    out.append("\r\n");
+    for (const Component& child : component.children) {
+      print(child, {});
+    }
+    if (begun_.empty()) {
+      text_.append("END:").append(component.name).append("\r\n");
+    } else {
+      begun_.pop_back();
+    }
   }
-}
+
+  // What no piece was full with.
+  void finish() { giveAway(); }
+
+ private:
+  // Enough for one to be worth its call.
+  static constexpr std::size_t kPiece = 1U << 16;
+
+  void printProperty(const Property& property) {
+    const bool structured = isStructured(property.name);
+    for (const PropertyValue& value : property.values) {
+      if (value.isEmptyValue() || stopped_) {
+        continue;
+      }
+      for (const std::string_view name : begun_) {
+        text_.append("BEGIN:").append(name).append("\r\n");
+      }
+      begun_.clear();
+      quoteToken(property.name, text_);
+      printParams(value.params);
+      text_.push_back(':');
+      foldValue(value.text, text_, structured);
+      text_.append("\r\n");
+      if (text_.size() >= kPiece) {
+        giveAway();
+      }
+    }
+  }
+
+  // A parameter none of whose values are written isn't either.
+  void printParams(const Params& params) {
+    std::string_view name;
+    bool written = false;
+    for (const auto& [isName, text] : params) {
+      const std::size_t start = text_.size();
+      if (isName) {
+        name = text;
+        written = false;
+        continue;
+      }
+      if (!written) {
+        text_.push_back(';');
+        quoteToken(name, text_);
+      }
+      text_.push_back(written ? ',' : '=');
+      const std::size_t before = text_.size();
+      quoteToken(text, text_);
+      if (text_.size() == before) {
+        text_.resize(start);
+      } else {
+        written = true;
+      }
+    }
+  }
+
+  void giveAway() {
+    stopped_ = stopped_ || (!text_.empty() && !sink_(text_));
+    text_.clear();
+  }
+
+  const Sink& sink_;
+  std::string text_;
+  std::vector<std::string_view> begun_;  // components whose BEGIN waits for a first line within
+  bool stopped_ = false;
+};
 
 }  // namespace
 
@@ -148,7 +205,8 @@ bool Component::read(HeaderLex& lexer, std::string_view wantedName) {
   clear();
   // The components that are open; a parent's list doesn't grow while one of its children is open.
   std::vector<Component*> open;
-  std::size_t tooDeep = 0;  // how many are open beyond the bound
+  std::size_t tooDeep = 0;           // how many are open beyond the bound
+  constexpr std::size_t kUsual = 8;  // properties of a component
   ValueReader values(lexer);
   std::string lineName, text;
   while (!lexer.atEnd() && lexer.readName(lineName)) {
@@ -157,8 +215,10 @@ bool Component::read(HeaderLex& lexer, std::string_view wantedName) {
         ++tooDeep;
       } else if (!open.empty()) {
         open.push_back(&open.back()->addComponent(text));
+        open.back()->properties_.reserve(kUsual);
       } else if (wantedName.empty() || equalsIgnoreCase(text, wantedName)) {
-        name = text;
+        name = std::string_view(text);
+        properties_.reserve(kUsual);
         open.push_back(this);
       }
     } else if (equalsIgnoreCase(lineName, "END") && lexer.readValue(text, false, false)) {
@@ -182,24 +242,35 @@ bool Component::read(HeaderLex& lexer, std::string_view wantedName) {
   return !open.empty();
 }
 
-void Component::print(std::string& out, std::span<const Component> firstChildren) const {
-  const std::size_t start = out.size();
-  out.append("BEGIN:").append(name).append("\r\n");
-  const std::size_t content = out.size();
-  for (const Property& property : properties_) {
-    printProperty(property, out);
+void Component::print(const Sink& sink, std::span<const Component> firstChildren) const {
+  Printer printer(sink);
+  printer.print(*this, firstChildren);
+  printer.finish();
+}
+
+std::string Component::toText() const {
+  return collectText([this](const Sink& sink) { print(sink); });
+}
+
+std::string collectText(const std::function<void(const Sink&)>& print) {
+  std::string text;
+  std::size_t size = 0;
+  print([&](std::string_view piece) {
+    if (size == 0) {
+      text = piece;
+    }
+    size += piece.size();
+    return true;
+  });
+  if (size > text.size()) {
+    text.clear();
+    text.reserve(size);
+    print([&text](std::string_view piece) {
+      text.append(piece);
+      return true;
+    });
   }
-  for (const Component& child : firstChildren) {
-    child.print(out);
-  }
-  for (const Component& child : children) {
-    child.print(out);
-  }
-  if (out.size() == content) {
-    out.resize(start);
-    return;
-  }
-  out.append("END:").append(name).append("\r\n");
+  return text;
 }
 
 }  // namespace nalvo::mail

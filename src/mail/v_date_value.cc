@@ -7,7 +7,7 @@
 namespace nalvo::mail {
 
 void PropertyValue::setDateTime(const DateTime& date, unsigned flags) {
-  params.clear();
+  clearParams();
   if (date.isDateOnly()) {
     setParam("VALUE", "DATE");
   }
@@ -19,7 +19,7 @@ void PropertyValue::setDateTime(const DateTime& date, unsigned flags) {
 }
 
 std::shared_ptr<const NTimeZone> PropertyValue::resolveZone(const Zones& zones) const {
-  const std::string& id = firstParamValue("TZID");
+  const std::string_view id = firstParamValue("TZID");
   if (id.empty()) {
     return nullptr;
   }

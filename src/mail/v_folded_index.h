@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -16,11 +17,21 @@ class FoldedIndex {
  public:
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
+  FoldedIndex() = default;
+  FoldedIndex(const FoldedIndex& other)
+      : positions_(other.positions_ == nullptr ? nullptr : std::make_unique<Positions>(*other.positions_)) {}
+  FoldedIndex(FoldedIndex&&) noexcept = default;
+  FoldedIndex& operator=(FoldedIndex other) noexcept {
+    positions_.swap(other.positions_);
+    return *this;
+  }
+  ~FoldedIndex() = default;
+
   template <typename Items>
   std::size_t find(std::string_view name, const Items& items) const {
     if (items.size() > kFew) {
-      const auto found = positions_.find(toLowerAscii(name));
-      return found == positions_.end() ? kNone : found->second;
+      const auto found = positions_->find(toLowerAscii(name));
+      return found == positions_->end() ? kNone : found->second;
     }
     for (std::size_t i = 0; i < items.size(); ++i) {
       if (equalsIgnoreCase(items[i].name, name)) {
@@ -41,7 +52,7 @@ class FoldedIndex {
   // An item in the midst went.
   template <typename Items>
   void renew(const Items& items) {
-    positions_.clear();
+    positions_.reset();
     if (items.size() > kFew) {
       addFrom(items, 0);
     }
@@ -49,18 +60,19 @@ class FoldedIndex {
 
  private:
   static constexpr std::size_t kFew = 24;
+  using Positions = std::unordered_map<std::string, std::size_t>;
 
   template <typename Items>
   void addFrom(const Items& items, std::size_t first) {
     if (first == 0) {
-      positions_.clear();
+      positions_ = std::make_unique<Positions>();
     }
     for (std::size_t i = first; i < items.size(); ++i) {
-      positions_.emplace(toLowerAscii(items[i].name), i);
+      positions_->emplace(toLowerAscii(items[i].name), i);
     }
   }
 
-  std::unordered_map<std::string, std::size_t> positions_;
+  std::unique_ptr<Positions> positions_;  // null while there are few: a tree has many of these
 };
 
 }  // namespace nalvo::mail

@@ -96,8 +96,7 @@ std::string rewritten(const std::string& text) {
 }
 
 std::string tell(const Component& component, const ObjectOptions& options) {
-  std::string text;
-  component.print(text);
+  const std::string text = component.toText();
   if (equalsIgnoreCase(component.name, "VCARD")) {
     return options.occurrences ? std::string() : rewritten<VCard>(text);
   }

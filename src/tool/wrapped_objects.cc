@@ -147,7 +147,7 @@ void wrapCalendar(std::string_view text, std::vector<std::string>& mails) {
   std::vector<std::pair<std::string, std::vector<Component>>> items;
   std::map<std::string, std::size_t> places;
   for (const Component& child : calendar.children) {
-    const std::string type = lowerCase(child.name);
+    const std::string type = lowerCase(std::string(child.name));
     if (type != "vevent" && type != "vtodo" && type != "vjournal") {
       (type == "vtimezone" ? frame.children : rest).push_back(child);
       continue;
@@ -174,9 +174,7 @@ void wrapCalendar(std::string_view text, std::vector<std::string>& mails) {
     own.children.insert(own.children.end(), rest.begin(), rest.end());
     own.children.insert(own.children.end(), components.begin(), components.end());
     rest.clear();
-    std::string printed;
-    own.print(printed);
-    mails.push_back(mailOf(contentType, printed));
+    mails.push_back(mailOf(contentType, own.toText()));
   }
 }
 

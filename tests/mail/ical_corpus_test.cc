@@ -88,12 +88,6 @@ Component readCalendar(const std::string& text) {
   return component;
 }
 
-std::string printed(const Component& component) {
-  std::string text;
-  component.print(text);
-  return text;
-}
-
 // The first calendar of a text; null when there is none.
 Ical firstCalendar(const std::string& text) {
   Ical all(icalparser_parse_string(text.c_str()));
@@ -158,7 +152,7 @@ TEST(IcalCorpus, NothingIsLostInTheEyesOfAnother) {
       continue;
     }
     ++compared;
-    const Ical after = firstCalendar(printed(readCalendar(text)));
+    const Ical after = firstCalendar(readCalendar(text).toText());
     const Properties given = propertiesOf(before);
     const Properties written = after ? propertiesOf(after) : Properties();
     if (given != written) {
@@ -205,7 +199,7 @@ TEST(IcalCorpus, ZonesHaveTheOffsetsThatAnotherFinds) {
       if (!zone.isValid() || std::any_of(zone.observances().begin(), zone.observances().end(), hasOrdinalAmongDays)) {
         continue;
       }
-      const std::string text = printed(zone.toComponent());
+      const std::string text = zone.toComponent().toText();
       if (!seen.insert(text).second) {
         continue;
       }

@@ -52,11 +52,7 @@ std::string observance(std::string_view kind, std::string_view start, std::strin
   return text.append(more.empty() ? "" : " ").append(more).append(" END:").append(kind).append(" ");
 }
 
-std::string printed(const NTimeZone& zone) {
-  std::string text;
-  zone.toComponent().print(text);
-  return text;
-}
+std::string printed(const NTimeZone& zone) { return zone.toComponent().toText(); }
 
 std::int64_t hoursAt(const Zone& zone, std::int64_t instant) { return zone->getOffsetAt(instant).seconds() / 3600; }
 

@@ -112,7 +112,7 @@ TEST(Component, TakesManyOfAnything) {
   ASSERT_TRUE(readThing(object, thing(names + "A" + params + ":1\r\nB" + values + ":1\r\n")));
   EXPECT_EQ(object.root().properties().size(), kMany + 2U);
   EXPECT_EQ(object.getProperty("n59999"), "1");
-  EXPECT_EQ(object.root().findProperty("A").firstValue().params.size(), static_cast<std::size_t>(kMany));
+  EXPECT_EQ(object.root().findProperty("A").firstValue().params.all().size(), static_cast<std::size_t>(kMany));
   EXPECT_EQ(object.root().findProperty("B").firstValue().findParam("P").values.size(), static_cast<std::size_t>(kMany));
   object.currentForWrite().removeProperty("N30000");
   EXPECT_EQ(object.getProperty("N30001"), "1");

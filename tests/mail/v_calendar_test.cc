@@ -89,7 +89,7 @@ TEST_F(Calendar, ChoosesTheComponentThatIsNoException) {
     VEvent event;
     EXPECT_EQ(readText(event, c.text), c.read);
     EXPECT_EQ(event.getSummary(), c.summary);
-    EXPECT_EQ(event.current().name, "VEVENT");
+    EXPECT_EQ(std::string_view(event.current().name), "VEVENT");
     event.setSummary("mine");
     VEvent again;
     EXPECT_TRUE(readText(again, event.toText()));
