@@ -12,15 +12,16 @@ NTimeZone::NTimeZone(const Component& component) {
   if (!equalsIgnoreCase(component.name, "VTIMEZONE")) {
     return;
   }
-  id_ = component.getPropertyText("TZID");
-  url_ = component.getPropertyText("TZURL");
-  lastModified_ = DateTime::parse(component.getPropertyText("LAST-MOD"));
+  Component source = component;
+  source.dropEmptyValues();
+  id_ = source.getPropertyText("TZID");
+  url_ = source.getPropertyText("TZURL");
+  lastModified_ = DateTime::parse(source.getPropertyText("LAST-MOD"));
   std::vector<Observance> observances;
-  for (const Component& child : component.children) {
-    observances.push_back(readObservance(child));
+  for (Component& child : source.children) {
+    observances.push_back(readObservance(std::move(child)));
   }
   setObservances(std::move(observances));
-  Component source = component;
   source.children.clear();
   source_ = std::make_shared<const Component>(std::move(source));
 }

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "mail/v_component.h"
 #include "mail/v_text.h"
@@ -49,7 +50,8 @@ std::string offsetText(Duration offset) {
   return text;
 }
 
-Observance readObservance(const Component& component) {
+Observance readObservance(Component component) {
+  component.dropEmptyValues();
   Observance observance;
   observance.kind = equalsIgnoreCase(component.name, "STANDARD") ? Observance::Kind::Standard : Observance::Kind::Daylight;
   observance.dtstart = readWallClock(component.getPropertyText("DTSTART"));
@@ -68,7 +70,7 @@ Observance readObservance(const Component& component) {
   }
   observance.rrule = RRule(component.getPropertyText("RRULE"));
   observance.tzname = component.getPropertyText("TZNAME");
-  observance.source = std::make_shared<const Component>(component);
+  observance.source = std::make_shared<const Component>(std::move(component));
   return observance;
 }
 

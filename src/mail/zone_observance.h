@@ -30,7 +30,7 @@ struct Observance {
 };
 
 // What can't be read of a date counts as 1970, of an offset as zero.
-Observance readObservance(const Component& component);
+Observance readObservance(Component component);
 // Goes on from `source`, so that what is not known here stays.
 Component toComponent(const Observance& observance);
 

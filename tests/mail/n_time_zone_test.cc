@@ -113,6 +113,10 @@ TEST(NTimeZone, PrintedZonesReadTheSame) {
       zoneOf("TZID:b " + observance("STANDARD", "20001029T020000", "-0400", "-0500",
                                     "RDATE:20011028T020000,20021027T020000 TZNAME:EST COMMENT:c X-OWN:kept")),
       zoneOf("TZID:c " + observance("standard", "20001029", "+0100", "+0000", "RDATE:20011028T010000")),
+      // An empty value isn't written, so the one behind it is the first that is read again.
+      zoneOf("TZID: TZID:d LAST-MOD: LAST-MOD:20070101T000000 " +
+             observance("DAYLIGHT", "20070101T000000", "+0100", "+0200",
+                        "TZOFFSETTO: RRULE: RRULE:FREQ=WEEKLY;BYDAY=MO;COUNT=10 TZNAME: TZNAME:x")),
   };
   EXPECT_NE(printed(*zones[0]).find("X-OWN;X-P=1:kept\r\n"), std::string::npos);
   EXPECT_NE(printed(*zones[1]).find("RDATE:20011028T020000,20021027T020000\r\n"), std::string::npos);
