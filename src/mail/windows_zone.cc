@@ -348,7 +348,7 @@ ZoneMatch localZone() {
 
   const TIME_ZONE_INFORMATION info = machineTimeZone();
   const std::lock_guard lock(mutex);
-  if (!last.matched || !sameBytes(&lastInfo, &info, sizeof(info))) {
+  if (!last.zone || !sameBytes(&lastInfo, &info, sizeof(info))) {
     lastInfo = info;
     last = zoneFromTimeZoneInformation(&info);
   }

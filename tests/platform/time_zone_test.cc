@@ -5,10 +5,14 @@
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
+#include <fstream>
+#include <set>
+#include <sstream>
 #include <string>
 
 #include "platform/time/clock.h"
 #include "platform/time/file_time.h"
+#include "tests/support/cpu_time.h"
 
 namespace nalvo {
 namespace {
@@ -81,6 +85,46 @@ TEST(MachineTimeZone, AgreesWithTheSystem) {
       }
     }
   }
+}
+
+// Every zone of the system's list, at every sixth hour of the year.
+TEST(MachineTimeZone, AgreesWithTheSystemInAllZones) {
+  const std::set<std::string> moved = {"America/Scoresbysund", "Asia/Almaty", "Asia/Qostanay"};  // to other offsets in 2024
+  std::set<std::string> different;
+  const ScopedClock clock(*fileTimeOfUnix(secondsOf(2024, 7, 1)));
+  std::ifstream list("/usr/share/zoneinfo/tzdata.zi");
+  ASSERT_TRUE(list);
+  std::set<std::string> names;
+  for (std::string line; std::getline(list, line);) {
+    std::istringstream words(line);
+    std::string kind, name, target;
+    words >> kind >> name >> target;
+    if (kind == "Z" || kind == "L") {
+      names.insert(kind == "Z" ? name : target);
+    }
+  }
+  for (const std::string& name : names) {
+    const ScopedZone scope(name.c_str());
+    const TIME_ZONE_INFORMATION zone = machineTimeZone();
+    for (std::int64_t instant = secondsOf(2024, 1, 1); instant < secondsOf(2025, 1, 1); instant += 6 * 3600) {
+      const auto at = static_cast<time_t>(instant);
+      tm local{};
+      localtime_r(&at, &local);
+      if (offsetAt(zone, instant, 2024) != local.tm_gmtoff / 60) {
+        different.insert(name);
+      }
+    }
+  }
+  EXPECT_GT(names.size(), 500U);
+  EXPECT_EQ(different, moved);
+}
+
+TEST(MachineTimeZone, IsQuickToAsk) {
+  const double before = test::cpuSeconds();
+  for (int i = 0; i < 10'000; ++i) {
+    machineTimeZone();
+  }
+  EXPECT_LT(test::cpuSeconds() - before, 1.0);
 }
 
 TEST(MachineTimeZone, TellsRulesAndNames) {

@@ -1,9 +1,14 @@
 #include "platform/time/time_zone.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>  // getenv
 #include <ctime>
+#include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/time/clock.h"
@@ -103,11 +108,8 @@ void setName(std::array<char16_t, 32>& name, const char* abbreviation) {
 
 std::int32_t minutesOf(std::int64_t seconds) { return static_cast<std::int32_t>(seconds / 60); }
 
-}  // namespace
-
-TIME_ZONE_INFORMATION machineTimeZone() {
-  tzset();
-  const int present = localTime(unixSecondsOf(currentFileTime())).tm_year + 1900;
+// The zone as the changes of the year `present` tell it.
+TIME_ZONE_INFORMATION timeZoneOf(int present) {
   std::vector<std::vector<Change>> years;
   for (int number = present; number < present + 6; ++number) {
     years.push_back(changesOf(number));
@@ -130,6 +132,39 @@ TIME_ZONE_INFORMATION machineTimeZone() {
   setName(zone.StandardName, localTime(changes[toStandard].instant).tm_zone);
   setName(zone.DaylightName, localTime(changes[toDaylight].instant).tm_zone);
   return zone;
+}
+
+// What local time follows: TZ, else the system's file.
+std::string settingOfMachine() {
+  if (const char* name = std::getenv("TZ")) {
+    return std::string("=") + name;
+  }
+  struct stat file {};
+  if (::stat("/etc/localtime", &file) != 0) {
+    return {};
+  }
+  return std::to_string(file.st_dev) + ' ' + std::to_string(file.st_ino) + ' ' + std::to_string(file.st_mtim.tv_sec) + ' ' +
+         std::to_string(file.st_mtim.tv_nsec);
+}
+
+}  // namespace
+
+TIME_ZONE_INFORMATION machineTimeZone() {
+  struct Answer {
+    std::string setting;
+    int year = 0;
+    TIME_ZONE_INFORMATION zone{};
+  };
+  // Thousands of local times are looked at to find the changes, so an answer is kept as long as it holds.
+  thread_local Answer last;
+
+  tzset();
+  const int present = localTime(unixSecondsOf(currentFileTime())).tm_year + 1900;
+  std::string setting = settingOfMachine();
+  if (last.year != present || last.setting != setting) {
+    last = {std::move(setting), present, timeZoneOf(present)};
+  }
+  return last.zone;
 }
 
 }  // namespace nalvo
