@@ -233,7 +233,9 @@ void SavePlan::planParts(Body& body, BodyPlan& plan) {
       const std::string value = toLowerAscii(body.rows.rawValue(body.rows[place], {}));
       plan.keepsStoredEncoding = value == "8bit" || value == "binary" || (value == "7bit" && !plan.isEightBit);
     }
-    if (const Parameter* stored = body.stored->type.find("boundary"); stored != nullptr && !stored->value.empty()) {
+    // Readers pass over blanks at the end of a line, and with them the end of such a boundary.
+    if (const Parameter* stored = body.stored->type.find("boundary");
+        stored != nullptr && !stored->value.empty() && trimRight(stored->value).size() == stored->value.size()) {
       plan.boundary = stored->value;
       storedBoundaries_.push_back(&body);
       return;

@@ -77,6 +77,16 @@ TEST(MimeSaving, StoredBlockComesBackByteForByte) {
             addresses(Mail(more), IAT_TO));
 }
 
+TEST(MimeSaving, StoredBoundaryGivesWayWhenItEndsInABlank) {
+  Mail mail;
+  EXPECT_EQ(S_OK, mail.table()->Load(streamOf("Content-Type: multipart/mixed; boundary=\"b \"\r\n").get()));
+  mail.setText(TXT_PLAIN, "text");
+  mail.attach("data");
+  const Mail again(mail.save());
+  EXPECT_EQ("mixed[plain, octet-stream]", again.tree());
+  EXPECT_EQ("data", again.data(again.at(IBL_LAST)));
+}
+
 TEST(MimeSaving, StoredBoundaryGivesWayWhenAPartHoldsIt) {
   Mail mail;
   EXPECT_EQ(S_OK, mail.table()->Load(streamOf(kStored).get()));
