@@ -16,19 +16,6 @@ using mail::DateTime;
 using mail::Duration;
 namespace DateTimeUtils = mail::DateTimeUtils;
 
-constexpr ULONG kOriginatorTags[] = {
-    PR_SENDER_ADDRTYPE,
-    PR_SENDER_EMAIL_ADDRESS,
-    PR_SENDER_ENTRYID,
-    PR_SENDER_NAME,
-    PR_SENDER_SEARCH_KEY,
-    PR_SENT_REPRESENTING_ADDRTYPE,
-    PR_SENT_REPRESENTING_NAME,
-    PR_SENT_REPRESENTING_EMAIL_ADDRESS,
-    PR_SENT_REPRESENTING_ENTRYID,
-    PR_SENT_REPRESENTING_SEARCH_KEY,
-};
-
 constexpr int kFirstYear = 1601;
 constexpr int kLastYear = 9999;
 

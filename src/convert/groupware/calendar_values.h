@@ -16,6 +16,20 @@ namespace nalvo {
 inline constexpr ULONG PR_START_DATE = propTag(PT_SYSTIME, 0x0060);
 inline constexpr ULONG PR_END_DATE = propTag(PT_SYSTIME, 0x0061);
 
+// Who sends an item, and for whom.
+inline constexpr ULONG kOriginatorTags[] = {
+    PR_SENDER_ADDRTYPE,
+    PR_SENDER_EMAIL_ADDRESS,
+    PR_SENDER_ENTRYID,
+    PR_SENDER_NAME,
+    PR_SENDER_SEARCH_KEY,
+    PR_SENT_REPRESENTING_ADDRTYPE,
+    PR_SENT_REPRESENTING_NAME,
+    PR_SENT_REPRESENTING_EMAIL_ADDRESS,
+    PR_SENT_REPRESENTING_ENTRYID,
+    PR_SENT_REPRESENTING_SEARCH_KEY,
+};
+
 // PR_IMPORTANCE and PRIORITY.
 int priorityOfImportance(std::uint32_t importance);
 std::uint32_t importanceOfPriority(int priority);

@@ -119,24 +119,14 @@ void MeetingReplyConvert::createAttendees() {
   constexpr const char* kWhere = "toMime::MeetingReplyConvert::createAttendees";
   IConvertMessage* message = data().getMapiMessage();
   object().removeAttendees();
-  const ObjectAttendees::Person sender = ObjectAttendees::getSender(message, data().getAllocator());
-  Attendee attendee;
-  attendee.name = wideToUtf8(sender.name);
-  attendee.address = wideToUtf8(sender.address);
-  attendee.addressKind = Attendee::AddressKind::Mail;
+  Attendee attendee = ObjectAttendees::attendeeOf(ObjectAttendees::getSender(message, data().getAllocator()));
   attendee.partStat = replyOfClass(exists(PR_MESSAGE_CLASS) ? getUnicode(PR_MESSAGE_CLASS) : u"").partStat;
   object().addAttendee(attendee);
-  ScopedInterfaceArray recipients;
-  checkHResult(message->getRecipients(recipients.put()), kSource.at(kWhere));
-  if (recipients.end() - recipients.begin() != 1) {
+  const auto recipients = ObjectAttendees::recipientsOf(message, kWhere);
+  if (recipients.size() != 1) {
     throwHResult(E_UNEXPECTED, kSource.at(kWhere));
   }
-  ComPtr<IConvertRecipient> recipient;
-  IUnknown* element = *recipients.begin();
-  if (element == nullptr || failed(element->QueryInterface(IConvertRecipient::kIid, recipient.putVoid()))) {
-    throwHResult(E_INVALIDARG, kSource.at(kWhere));
-  }
-  object().setOrganizer(ObjectAttendees::createOrganizerFromRecipient(recipient.get(), data().getAllocator()));
+  object().setOrganizer(ObjectAttendees::createOrganizerFromRecipient(recipients.front().get(), data().getAllocator()));
 }
 
 }  // namespace toMime
@@ -194,10 +184,9 @@ void MeetingReplyConvert::convertMimeToMapi() {
 }
 
 void MeetingReplyConvert::parseAttendees() {
-  IConvertMessage* message = data().getMapiMessage();
   Attendee organizer = object().getOrganizer();
   if (organizer.address.empty()) {
-    const ObjectAttendees::Person owner = ObjectAttendees::getMailboxOwner(message, data().getAllocator());
+    const ObjectAttendees::Person owner = ObjectAttendees::getMailboxOwner(data().getMapiMessage(), data().getAllocator());
     organizer.name = wideToUtf8(owner.name);
     organizer.address = wideToUtf8(owner.address);
   }

@@ -4,11 +4,14 @@
 // the item, PidLidNonSendableTo and its kin, and travel as attendees without.
 #pragma once
 
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "frame/conversion_state.h"
 #include "mail/v_event.h"
 #include "mail/v_todo.h"
+#include "platform/com/com_ptr.h"
 
 namespace nalvo::ObjectAttendees {
 
@@ -16,6 +19,11 @@ struct Person {
   std::u16string name;
   std::u16string address;  // of SMTP; empty for any other
 };
+
+// One who takes part by mail.
+mail::Attendee attendeeOf(const Person& person);
+// The name, or the address of one without.
+const std::string& displayName(const mail::Attendee& person);
 
 // Replaces the attendees, and of an event the organizer, by those of the message.
 // Throws E_INVALIDARG for a recipient that is none.
@@ -26,7 +34,11 @@ void createAttendees(ConvertorDataMessage& data, mail::VTodo& object);
 void parseAttendees(ConvertorDataMessage& data, const mail::VEvent& object);
 void parseAttendees(ConvertorDataMessage& data, const mail::VTodo& object);
 
-// The sender of the message if it has one with name and address, else the owner of the mailbox.
+// The recipients of a message. E_INVALIDARG, told of the function `where`, for one that is none.
+std::vector<ComPtr<IConvertRecipient>> recipientsOf(IConvertMessage* message, const char* where);
+
+// The sender of the message if it has one with name and address; else, of the second, the owner of the mailbox.
+std::optional<Person> ownSender(IConvertMessage* message, IMapiAllocator* allocator);
 Person getSender(IConvertMessage* message, IMapiAllocator* allocator);
 Person getMailboxOwner(IConvertMessage* message, IMapiAllocator* allocator);
 

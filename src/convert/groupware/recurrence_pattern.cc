@@ -22,7 +22,6 @@ constexpr std::uint32_t kVersion2 = 0x3006;
 constexpr std::uint32_t kWriterVersion2 = 0x3008;
 constexpr std::uint16_t kFrequencyMark = 0x2000;
 constexpr std::uint32_t kEndNeverToo = 0xFFFFFFFF;
-constexpr std::uint32_t kMinutesOfDay = 1440;
 
 // What an exception record says of itself, in the order of its fields.
 enum OverrideFlag : std::uint16_t { kSubject = 0x0001, kLocation = 0x0010, kSubType = 0x0080, kLastOverride = 0x0200 };

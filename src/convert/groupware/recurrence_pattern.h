@@ -11,6 +11,8 @@
 
 namespace nalvo {
 
+inline constexpr std::uint32_t kMinutesOfDay = 1440;
+
 enum class ItemKind : std::uint8_t { Appointment, Task };
 
 struct RecurrencePattern {
@@ -55,8 +57,7 @@ struct RecurrencePattern {
 // read past; `endOffset` and `firstDayOfWeek` are given as they stand.
 //
 // Throws   E_FAIL for a series that makes its next item when one is done; E_INVALIDARG for an unknown frequency, type or
-// end;
-//          MAPI_E_CORRUPT_DATA for a start of a day or more; STG_E_READFAULT when it is cut off; the stream's code.
+//          end; MAPI_E_CORRUPT_DATA for a start of a day or more; STG_E_READFAULT when it is cut off; the stream's code.
 RecurrencePattern readRecurrencePattern(IStream* stream, ItemKind kind);
 // At most 65535 exceptions can be written, more are E_INVALIDARG.
 void writeRecurrencePattern(const RecurrencePattern& pattern, ItemKind kind, IStream* stream);

@@ -15,7 +15,6 @@ namespace calendar = mail::calendar;
 constexpr SourceFile kSource{".\\RecurrenceState"};
 
 constexpr int kFirstYear = 1601;
-constexpr std::uint32_t kMinutesOfDay = 1440;
 constexpr std::uint32_t kMinutesOfWeek = 7 * kMinutesOfDay;
 constexpr std::uint32_t kMonthsOfYear = 12;
 // The first Sunday, on which a pattern of weekdays begins.

@@ -62,7 +62,6 @@ bool isAllDayItem(ConvertorDataMessage& data) {
   return MapiPropUtils::propertyExists(message, tag) && MapiPropUtils::propBool(message, tag, data.getAllocator());
 }
 
-// A structure that has not the right form stands for UTC.
 TIME_ZONE_INFORMATION appointmentZone(ConvertorDataMessage& data) {
   IConvertMessage* message = data.getMapiMessage();
   if (MapiPropUtils::propertyExists(message, data.tagOf(named::kTimeZoneStruct, message))) {

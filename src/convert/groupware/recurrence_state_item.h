@@ -18,8 +18,6 @@ namespace nalvo::RecurrenceState::detail {
 
 using Minutes = std::uint32_t;  // since 1601 by the wall clock of the item
 
-inline constexpr Minutes kMinutesOfDay = 1440;
-
 constexpr std::int64_t secondsOf(Minutes minutes) { return mail::calendar::kFirstSecond + std::int64_t{minutes} * 60; }
 // The nearer end for what 32 bits don't hold.
 constexpr Minutes minutesOf(std::int64_t seconds) {

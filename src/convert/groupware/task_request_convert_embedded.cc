@@ -1,7 +1,7 @@
 #include "convert/groupware/task_request_convert_embedded.h"
 
+#include "convert/groupware/object_attendees.h"
 #include "diagnostics/hresult_exception.h"
-#include "platform/com/interface_array.h"
 #include "platform/text/code_pages.h"
 #include "platform/text/rtf/wrap_compressed_rtf.h"
 #include "platform/text/text.h"
@@ -16,9 +16,6 @@ using mail::Attendee;
 using PartStat = mail::Attendee::PartStat;
 
 constexpr SourceFile kSource{".\\TaskRequestConvert"};
-
-// Of the caller's own; it goes with the task.
-constexpr ULONG kTagOfCaller = propTag(PT_BOOLEAN, 0x7D01);
 
 // Whether the text of a message is taken from its RTF, by the editor that made it.
 bool isRtfWanted(IConvertMessage* message, IMapiAllocator* allocator) {
@@ -39,27 +36,6 @@ bool isRtfWanted(IConvertMessage* message, IMapiAllocator* allocator) {
 }
 
 }  // namespace
-
-Attendee attendeeOf(const ObjectAttendees::Person& person) {
-  Attendee attendee;
-  attendee.name = wideToUtf8(person.name);
-  attendee.address = wideToUtf8(person.address);
-  attendee.addressKind = Attendee::AddressKind::Mail;
-  return attendee;
-}
-
-std::vector<ComPtr<IConvertRecipient>> recipientsOf(IConvertMessage* message, const char* where) {
-  ScopedInterfaceArray array;
-  checkHResult(message->getRecipients(array.put()), kSource.at(where));
-  std::vector<ComPtr<IConvertRecipient>> recipients;
-  for (IUnknown* element : array) {
-    ComPtr<IConvertRecipient>& recipient = recipients.emplace_back();
-    if (element == nullptr || failed(element->QueryInterface(IConvertRecipient::kIid, recipient.putVoid()))) {
-      throwHResult(E_INVALIDARG, kSource.at(where));
-    }
-  }
-  return recipients;
-}
 
 namespace toMime {
 
@@ -99,8 +75,9 @@ void TaskRequestSubConvert::createAttendees() {
 
 void TaskRequestSubConvert::createAttendeesRequest() {
   object().removeAttendees();
-  object().setOrganizer(attendeeOf(ObjectAttendees::getSender(envelope(), data().getAllocator())));
-  for (const auto& recipient : recipientsOf(envelope(), "toMime::TaskRequestSubConvert::createAttendeesRequest")) {
+  object().setOrganizer(ObjectAttendees::attendeeOf(ObjectAttendees::getSender(envelope(), data().getAllocator())));
+  for (const auto& recipient :
+       ObjectAttendees::recipientsOf(envelope(), "toMime::TaskRequestSubConvert::createAttendeesRequest")) {
     Attendee attendee = ObjectAttendees::createAttendeeFromRecipient(recipient.get(), data().getAllocator());
     if (attendee.role != Attendee::Role::Chair) {
       attendee.partStat = PartStat::NeedsAction;
@@ -112,10 +89,10 @@ void TaskRequestSubConvert::createAttendeesRequest() {
 void TaskRequestSubConvert::createAttendeesReply() {
   constexpr const char* kWhere = "toMime::TaskRequestSubConvert::createAttendeesReply";
   object().removeAttendees();
-  Attendee owner = attendeeOf(ObjectAttendees::getSender(envelope(), data().getAllocator()));
+  Attendee owner = ObjectAttendees::attendeeOf(ObjectAttendees::getSender(envelope(), data().getAllocator()));
   owner.partStat = answerOf(getTaskMode(), getULongOr(tagOf(named::kTaskStatus), mail::VTodo::kNotStarted));
   object().addAttendee(owner);
-  const auto recipients = recipientsOf(envelope(), kWhere);
+  const auto recipients = ObjectAttendees::recipientsOf(envelope(), kWhere);
   if (recipients.size() != 1) {
     throwHResult(E_UNEXPECTED, kSource.at(kWhere), "An answer to a task request goes to one recipient.");
   }

@@ -3,18 +3,16 @@
 
 #include <cstdint>
 #include <optional>
-#include <vector>
+#include <string_view>
 
-#include "convert/groupware/object_attendees.h"
 #include "convert/groupware/task_convert.h"
 #include "convert/groupware/task_modes.h"
 
 namespace nalvo {
 
-// One who takes part by mail.
-mail::Attendee attendeeOf(const ObjectAttendees::Person& person);
-// The recipients of a message. E_INVALIDARG, told of the function `where`, for one that is none.
-std::vector<ComPtr<IConvertRecipient>> recipientsOf(IConvertMessage* message, const char* where);
+inline constexpr std::u16string_view kTaskClass = u"IPM.Task";
+// Of the caller's own; it goes with the task.
+inline constexpr ULONG kTagOfCaller = propTag(PT_BOOLEAN, 0x7D01);
 
 namespace toMime {
 
@@ -61,7 +59,6 @@ class TaskRequestSubConvert : public TaskConvert {
  private:
   void parseAttendeesReply();
   void parseAttendeesRequest(bool cancel);
-  void setSender(const mail::Attendee& sender);
   void setState(std::uint32_t mode);
   void setBoolIfMissing(ULONG tag, bool value) const;
 };

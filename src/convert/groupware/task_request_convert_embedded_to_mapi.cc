@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "convert/groupware/object_attendees.h"
 #include "convert/groupware/task_request_convert_embedded.h"
 #include "diagnostics/hresult_exception.h"
 #include "platform/text/text.h"
@@ -17,7 +18,6 @@ constexpr SourceFile kSource{".\\TaskRequestConvert"};
 
 constexpr std::uint32_t kSideEffects = 0x171;
 constexpr std::uint32_t kIconTaskRequest = 0x503;
-constexpr std::u16string_view kTaskClass = u"IPM.Task";
 
 // What the embedded task of a received request says of itself.
 struct StateRow {
@@ -32,8 +32,6 @@ constexpr StateRow kStates[] = {
     {kTaskRequest, 5, 3, 1, 1},  {kTaskChanged, 3, 2, 0, 2}, {kTaskAccepted, 1, 2, 0, 2},
     {kTaskDeclined, 2, 3, 1, 1}, {kTaskUpdate, 3, 2, 0, 2},  {kTaskCancelled, 0, 3, 1, 1},
 };
-
-const std::string& displayName(const Attendee& attendee) { return attendee.name.empty() ? attendee.address : attendee.name; }
 
 }  // namespace
 
@@ -84,8 +82,6 @@ void TaskRequestSubConvert::parseAttendees() {
   }
 }
 
-void TaskRequestSubConvert::setSender(const Attendee& sender) { ObjectAttendees::fillSenderProperties(data(), sender); }
-
 void TaskRequestSubConvert::setBoolIfMissing(ULONG tag, bool value) const {
   if (!exists(tag)) {
     setBool(tag, value);
@@ -99,7 +95,7 @@ void TaskRequestSubConvert::parseAttendeesReply() {
                  "An answer to a task request comes from one person.");
   }
   Attendee owner = attendees.front();
-  if (displayName(owner).empty()) {
+  if (ObjectAttendees::displayName(owner).empty()) {
     ScopedAddressList authors;
     authors.load(data().getMimeMessage(), mime::IAT_FROM);
     if (!authors.empty()) {
@@ -108,7 +104,7 @@ void TaskRequestSubConvert::parseAttendeesReply() {
       owner.address = author.email == nullptr ? std::string() : author.email;
     }
   }
-  setSender(owner);
+  ObjectAttendees::fillSenderProperties(data(), owner);
   // Of several modes with one answer, that which the task had stays.
   const ULONG modeTag = tagOf(named::kTaskMode);
   const std::uint32_t status = getULongOr(tagOf(named::kTaskStatus), mail::VTodo::kNotStarted);
@@ -118,7 +114,8 @@ void TaskRequestSubConvert::parseAttendeesReply() {
   }
   Attendee organizer = object().getOrganizer();
   if (organizer.address.empty()) {
-    organizer = attendeeOf(ObjectAttendees::getMailboxOwner(data().getMapiMessage(), data().getAllocator()));
+    organizer =
+        ObjectAttendees::attendeeOf(ObjectAttendees::getMailboxOwner(data().getMapiMessage(), data().getAllocator()));
   }
   organizer.role = Attendee::Role::Chair;
   organizer.partStat = PartStat::Accepted;
@@ -132,13 +129,13 @@ void TaskRequestSubConvert::parseAttendeesReply() {
 void TaskRequestSubConvert::parseAttendeesRequest(bool cancel) {
   Attendee organizer = object().getOrganizer();
   if (!organizer.address.empty()) {
-    setSender(organizer);
+    ObjectAttendees::fillSenderProperties(data(), organizer);
     organizer.role = Attendee::Role::Chair;
     organizer.partStat = cancel ? PartStat::Declined : PartStat::Accepted;
     organizer.sent = true;
     ObjectAttendees::addRsvpAttendee(data(), organizer);
     if (!exists(tagOf(named::kTaskLastUser))) {
-      setUtf8(tagOf(named::kTaskLastUser), displayName(organizer));
+      setUtf8(tagOf(named::kTaskLastUser), ObjectAttendees::displayName(organizer));
     }
   }
   const std::vector<Attendee> attendees = object().getAttendees();
@@ -147,7 +144,7 @@ void TaskRequestSubConvert::parseAttendeesRequest(bool cancel) {
     owners.append(&attendee == &attendees.front() ? "" : "; ");
     if (attendee.rsvp) {
       ObjectAttendees::addRsvpAttendee(data(), attendee);
-      owners.append(displayName(attendee));
+      owners.append(ObjectAttendees::displayName(attendee));
     }
   }
   const bool multiple = attendees.size() > 1;
