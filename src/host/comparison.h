@@ -3,6 +3,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -55,6 +56,9 @@ struct Comparison {
 inline constexpr std::size_t kMaxMailDepth = 100;
 Comparison compareMails(IStream* before, IStream* after);
 
+// A header as it is compared: trimmed, with one space for each run of blanks.
+std::string collapseBlanks(std::string_view text);
+
 // Two messages: properties by name and type, recipients in the order To, Cc, Bcc, attachments with the messages inside them.
 Comparison compareMessages(const MemoryMessage& before, const MemoryMessage& after);
 
@@ -63,7 +67,7 @@ nlohmann::ordered_json toJson(const Comparison& comparison);
 // A value of a Difference as people read it.
 std::string shownValue(const std::string& value);
 
-// The name of the rule that tells the system to make this difference; empty if none does. All rules stand in one list.
+// The name of the rule that tells the system to make this difference; empty if none does. rule_rows.h has the rules.
 std::string ruleOf(Place place, const Difference& difference, const Facts& before, const Facts& after);
 
 }  // namespace nalvo::host

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/comparison.h"
+#include "host/series.h"
 #include "platform/text/text.h"
 
 namespace nalvo::host {
@@ -39,9 +40,17 @@ inline std::optional<std::int64_t> numberOf(std::string_view json) {
 
 inline bool sameText(std::string_view a, std::string_view b) { return equalsIgnoreCase(textOf(a), textOf(b)); }
 
+// The bytes of a binary value as JSON; empty if it does not hold them.
+std::string binaryOf(std::string_view json);
 // A time as JSON in seconds; no value for what is no time.
 std::optional<std::int64_t> secondsOf(std::string_view json);
 // A time that moved to the nearest midnight at most.
 bool isWithinHalfDay(const Case& c);
+// Two recurrence patterns that mean the same dates.
+bool hasSameDates(const Case& c, SeriesKind kind);
+
+inline constexpr std::string_view kMeetingClass = "IPM.Schedule.Meeting.";
+// The message that has the difference is an appointment or a meeting message.
+bool isEvent(const Case& c);
 
 }  // namespace nalvo::host

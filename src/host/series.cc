@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "host/carried_value.h"
+#include "host/number_reader.h"
 #include "platform/mapi/property_types.h"
 #include "properties/property_sets.h"
 
@@ -33,30 +34,6 @@ constexpr std::uint32_t kAsTheItem = 2;  // neither a whole day nor a time
 
 // Larger ones are no small matter.
 constexpr std::uint64_t kLargestPattern = 1U << 20;
-
-// Little-endian numbers; zero behind the end.
-class Reader {
- public:
-  explicit Reader(std::string_view bytes) : rest_(bytes) {}
-
-  std::uint32_t number(std::size_t size) {
-    std::uint32_t value = 0;
-    for (std::size_t i = std::min(size, rest_.size()); i > 0; --i) {
-      value = value << 8 | static_cast<unsigned char>(rest_[i - 1]);
-    }
-    skip(size);
-    return value;
-  }
-  void skip(std::uint64_t size) {
-    isCut_ = isCut_ || size > rest_.size();
-    rest_.remove_prefix(static_cast<std::size_t>(std::min<std::uint64_t>(size, rest_.size())));
-  }
-  bool isCut() const { return isCut_; }
-
- private:
-  std::string_view rest_;
-  bool isCut_ = false;
-};
 
 class Meaning {
  public:
@@ -149,7 +126,7 @@ class Meaning {
     numbers_.push_back(wholeDay);
   }
 
-  Reader reader_;
+  NumberReader reader_;
   std::vector<std::uint32_t> numbers_;
   bool endsOnDate_ = false;
 };

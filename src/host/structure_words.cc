@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "host/number_reader.h"
 #include "platform/time/file_time.h"
 #include "properties/property_sets.h"
 
@@ -25,33 +26,6 @@ struct DaySet {
   std::string_view name;
 };
 constexpr DaySet kDaySets[] = {{0x7F, "day"}, {0x3E, "day of work"}, {0x41, "day of the weekend"}};
-
-// Little-endian numbers; zero behind the end.
-class Numbers {
- public:
-  explicit Numbers(std::string_view bytes) : bytes_(bytes) {}
-
-  std::uint32_t word() { return number(2); }
-  std::uint32_t dword() { return number(4); }
-  void skip(std::uint64_t size) {
-    isCut_ = isCut_ || size > bytes_.size();
-    bytes_.remove_prefix(static_cast<std::size_t>(std::min<std::uint64_t>(size, bytes_.size())));
-  }
-  bool isCut() const { return isCut_; }
-
- private:
-  std::uint32_t number(std::size_t size) {
-    std::uint32_t value = 0;
-    for (std::size_t i = std::min(size, bytes_.size()); i > 0; --i) {
-      value = value << 8 | static_cast<unsigned char>(bytes_[i - 1]);
-    }
-    skip(size);
-    return value;
-  }
-
-  std::string_view bytes_;
-  bool isCut_ = false;
-};
 
 // "1, 2 and 3".
 std::string enumerate(const std::vector<std::string_view>& items) {
@@ -102,7 +76,7 @@ std::string nthText(std::uint32_t days, std::uint32_t nth) {
 }
 
 // The rule, read up to where its end is told.
-std::string ruleWords(Numbers& numbers) {
+std::string ruleWords(NumberReader& numbers) {
   constexpr std::uint32_t kYearly = 0x0D;
   constexpr std::uint32_t kMinutesOfDay = 1440;
   constexpr std::uint32_t kMonthsOfYear = 12;
@@ -158,7 +132,7 @@ struct RuleDate {
   std::uint32_t month, weekday, week, hour, minute;
 };
 
-RuleDate readRuleDate(Numbers& numbers) {
+RuleDate readRuleDate(NumberReader& numbers) {
   numbers.skip(4);  // the year twice, which no rule has
   RuleDate date{};
   date.month = numbers.word();
@@ -180,7 +154,7 @@ std::string changeText(const RuleDate& date) {
 }  // namespace
 
 std::string recurrenceWords(std::string_view bytes) {
-  Numbers numbers(bytes);
+  NumberReader numbers(bytes);
   const std::string rule = ruleWords(numbers);
   const std::uint32_t endType = numbers.dword();
   const std::uint32_t count = numbers.dword();
@@ -208,7 +182,7 @@ std::string zoneWords(std::string_view bytes) {
   if (bytes.size() != kSize) {
     return kUnreadable;
   }
-  Numbers numbers(bytes);
+  NumberReader numbers(bytes);
   const auto bias = [&] { return std::int64_t{static_cast<std::int32_t>(numbers.dword())}; };
   const std::int64_t base = bias();
   const std::int64_t standard = base + bias();

@@ -1,10 +1,9 @@
-#include "host/task_rules.h"
-
+// Rules about tasks.
 #include <cmath>  // abs, floor
 
-#include "host/calendar_rules.h"
+#include "host/rule_rows.h"
 
-namespace nalvo::host::tasks {
+namespace nalvo::host {
 namespace {
 
 // Of whichever zone the time is midnight.
@@ -19,26 +18,25 @@ std::optional<double> shareOf(std::string_view json) {
   return value.is_number() ? std::optional(value.get<double>()) : std::nullopt;
 }
 
-}  // namespace
-
 bool isTask(const Case& c) { return sameText(c.is("PR_MESSAGE_CLASS"), "\"IPM.Task\""); }
 
+// Both times are midnight of one day, each somewhere.
 bool isSameDay(const Case& c) {
   const auto before = secondsOf(c.difference.before);
   const auto after = secondsOf(c.difference.after);
   return isTask(c) && before && after && dayOf(*before) == dayOf(*after);
 }
 
-bool isSameSeries(const Case& c) {
-  return isTask(c) && calendar::meansTheSame(c.difference.before, c.difference.after, SeriesKind::Task);
-}
+bool isSameSeries(const Case& c) { return isTask(c) && hasSameDates(c, SeriesKind::Task); }
 
 bool repeats(const Case& c) { return isTask(c) && c.is("PidLidTaskFRecurring") == "true"; }
 
+// A reminder that did not say when it rings, or rings again at another time than at first.
 bool isTimeOfReminder(const Case& c) {
   return isTask(c) && (c.difference.before.empty() || c.difference.after == c.is("PidLidReminderSignalTime"));
 }
 
+// The same share in whole percents.
 bool isSamePercentage(const Case& c) {
   constexpr double kTiny = 1e-9;
   const auto before = shareOf(c.difference.before);
@@ -46,4 +44,22 @@ bool isSamePercentage(const Case& c) {
   return isTask(c) && before && after && std::abs(std::floor(*before * 100 + kTiny) - *after * 100) < 0.5;
 }
 
-}  // namespace nalvo::host::tasks
+constexpr RuleRow kRules[] = {
+    {Place::Message, "PidLidCommonStart", Kind::Changed, isSameDay, kEventDay},
+    {Place::Message, "PidLidCommonEnd", Kind::Changed, isSameDay, kEventDay},
+    {Place::Message, "PidLidTaskDateCompleted", Kind::Changed, isSameDay, kEventDay},
+    {Place::Message, "PidLidCommonStart", Kind::Added, isTask, kEventTimes},
+    {Place::Message, "PidLidCommonEnd", Kind::Added, isTask, kEventTimes},
+    {Place::Message, "PidLidTaskRecurrence", Kind::Changed, isSameSeries, kSameSeries},
+    {Place::Message, "PR_ICON_INDEX", Kind::Made, repeats, "a task that repeats has its icon"},
+    {Place::Message, "PidLidReminderSignalTime", Kind::Added, isTask, kReminder},
+    {Place::Message, "PidLidReminderTime", Kind::Made, isTimeOfReminder, kReminder},
+    {Place::Message, "PidLidReminderDelta", Kind::Added, isTask, kReminder},
+    {Place::Message, "PidLidPercentComplete", Kind::Changed, isSamePercentage, "a task is done by whole percents"},
+};
+
+}  // namespace
+
+std::span<const RuleRow> taskRules() { return kRules; }
+
+}  // namespace nalvo::host
