@@ -22,10 +22,7 @@ constexpr std::size_t kMarkLength = 16;
 // Bits of PR_RECIPIENT_TYPE that tell how far a mail that was sent in pieces has got.
 constexpr std::int32_t kResendBits = static_cast<std::int32_t>(0x90000000);
 
-std::u16string answeredText(const PropertyBag& bag, ULONG tag) {
-  const PropertyRecord* record = bag.answer(changePropType(tag, PT_UNICODE));
-  return record == nullptr ? std::u16string() : textOf(*record);
-}
+std::u16string answeredText(const PropertyBag& bag, ULONG tag) { return bag.text(changePropType(tag, PT_UNICODE)); }
 
 std::string words(std::u16string_view text) { return wideToUtf8(wordsOf(text)); }
 
@@ -229,9 +226,7 @@ Guard Guard::message(const MemoryMessage& message) { return {Kind::Message, 0, d
 
 std::vector<std::string> marksOf(const MemoryRecipient& recipient) {
   const PropertyBag& bag = recipient.bag();
-  const PropertyRecord* stored = bag.find(PR_RECIPIENT_TYPE);
-  const auto* number = stored == nullptr ? nullptr : std::get_if<std::int32_t>(&stored->content);
-  const std::int32_t kind = number == nullptr ? 1 : *number & ~kResendBits;
+  const std::int32_t kind = bag.number(PR_RECIPIENT_TYPE).value_or(1) & ~kResendBits;
   const std::string group = kind == 2 ? "cc " : kind == 3 ? "bcc " : "to ";
   const std::u16string type = answeredText(bag, PR_ADDRTYPE);
   // An address of another system is in no mail.

@@ -57,9 +57,8 @@ PropertyRecord asRead(const PropertyRecord& record) {
 }
 PropertyRecord zero(const PropertyRecord&) { return {PT_LONG, std::int32_t{0}}; }
 PropertyRecord wholeSecond(const PropertyRecord& record) {
-  constexpr std::uint64_t kTicksPerSecond = 10'000'000;
   const std::uint64_t ticks = ticksOf(std::get<FILETIME>(record.content));
-  return {PT_SYSTIME, fileTimeOf(ticks - ticks % kTicksPerSecond)};
+  return {PT_SYSTIME, fileTimeOf(ticks - ticks % std::uint64_t{kTicksPerSecond})};
 }
 
 struct StatedRow {
@@ -92,26 +91,12 @@ constexpr ULONG kTexts[] = {PR_BODY, PR_HTML, PR_BODY_HTML};
 
 // --- RTF, whose look no mail tells, and the texts beside it, as a mail takes its own from the RTF
 
-constexpr ULONG kRtf[] = {
-    PR_RTF_COMPRESSED,    PR_RTF_IN_SYNC,           PR_RTF_SYNC_BODY_CRC,       PR_RTF_SYNC_BODY_COUNT,
-    PR_RTF_SYNC_BODY_TAG, PR_RTF_SYNC_PREFIX_COUNT, PR_RTF_SYNC_TRAILING_COUNT,
-};
 constexpr ULONG kMadeFromRtf[] = {PR_BODY, PR_HTML, PR_BODY_HTML, PR_MSG_EDITOR_FORMAT, PR_INTERNET_CPID};
 
 bool isAmong(const auto& list, ULONG tag) { return std::find(std::begin(list), std::end(list), tag) != std::end(list); }
 
-bool hasOddTime(const PropertyRecord& record) {
-  const auto* time = std::get_if<FILETIME>(&record.content);
-  return time != nullptr && !fileTimeToSystemTime(*time);
-}
-
 bool isNarrow(const PropertyRecord& record) {
   return record.codePage != 0 && (record.type == PT_STRING8 || record.type == PT_MV_STRING8);
-}
-
-std::u16string answered(const PropertyBag& bag, ULONG tag) {
-  const PropertyRecord* record = bag.answer(tag);
-  return record == nullptr ? std::u16string() : textOf(*record);
 }
 
 // --- What a mail says though the message does not
@@ -164,7 +149,7 @@ constexpr AddedNameRow kAddedToEvents[] = {
 
 bool isEvent(const PropertyBag& bag) {
   constexpr std::u16string_view kClasses[] = {u"IPM.Appointment", u"IPM.Schedule.Meeting."};
-  const std::u16string messageClass = answered(bag, PR_MESSAGE_CLASS);
+  const std::u16string messageClass = bag.text(PR_MESSAGE_CLASS);
   return std::any_of(std::begin(kClasses), std::end(kClasses), [&](std::u16string_view start) {
     return equalsIgnoreCase(std::u16string_view(messageClass).substr(0, start.size()), start);
   });
@@ -224,7 +209,7 @@ class Planner {
       remove(layer_.values, bag_, row.tag, Guard::value(number(row.value)));
     }
     for (const ULONG tag : kWorkedOutOfSubject) {
-      remove(layer_.values, bag_, tag, Guard::words(PR_SUBJECT, answered(bag_, PR_SUBJECT)));
+      remove(layer_.values, bag_, tag, Guard::words(PR_SUBJECT, bag_.text(PR_SUBJECT)));
     }
     for (const PersonRow& row : kPeople) {
       for (const ULONG tag : {row.type, row.address, row.entryId, row.searchKey}) {
@@ -287,9 +272,9 @@ class Planner {
       return Guard{};
     }
     if (tag == PR_REPLY_RECIPIENT_ENTRIES) {
-      return Guard::words(PR_REPLY_RECIPIENT_NAMES, answered(bag_, PR_REPLY_RECIPIENT_NAMES));
+      return Guard::words(PR_REPLY_RECIPIENT_NAMES, bag_.text(PR_REPLY_RECIPIENT_NAMES));
     }
-    const bool isOfRtf = isAmong(kRtf, tag);
+    const bool isOfRtf = isAmong(kRtfTags, tag);
     if (bag_.find(PR_RTF_COMPRESSED) != nullptr) {
       return isOfRtf || isAmong(kMadeFromRtf, tag) || isCharsetBody(tag) ? guardOfRtf() : std::nullopt;
     }
@@ -315,10 +300,10 @@ class Planner {
 
   // A mail tells the SMTP address of a person, or else the name.
   Guard guardOfPerson(const PersonRow& row) const {
-    const std::u16string type = answered(bag_, row.type);
-    const std::u16string address = answered(bag_, row.address);
+    const std::u16string type = bag_.text(row.type);
+    const std::u16string address = bag_.text(row.address);
     const bool isTold = !address.empty() && (type.empty() || equalsIgnoreCase(type, u"SMTP"));
-    return Guard::person(row.address, isTold ? address : answered(bag_, row.name));
+    return Guard::person(row.address, isTold ? address : bag_.text(row.name));
   }
 
   // RTF belongs to a text that still has the same words.
@@ -330,7 +315,7 @@ class Planner {
     }
     if (!rtfGuard_) {
       const std::u16string text = textOfRtf(*rtf);
-      rtfGuard_ = Guard::words(PR_BODY, body == nullptr ? workedOut_.value_or(text) : answered(bag_, PR_BODY), text);
+      rtfGuard_ = Guard::words(PR_BODY, body == nullptr ? workedOut_.value_or(text) : bag_.text(PR_BODY), text);
     }
     return rtfGuard_;
   }
@@ -361,7 +346,7 @@ class Planner {
 
   // The text of a signed or encrypted mail lies in its one attachment.
   bool isSigned() const {
-    const std::u16string name = answered(bag_, PR_MESSAGE_CLASS);
+    const std::u16string name = bag_.text(PR_MESSAGE_CLASS);
     return equalsIgnoreCase(name, u"IPM.Note.SMIME") || equalsIgnoreCase(name, u"IPM.Note.SMIME.MultipartSigned");
   }
 

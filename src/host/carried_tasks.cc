@@ -36,12 +36,7 @@ const SaidRow kSaid[] = {
     {PSETID_Task, 0x8126, {PT_BOOLEAN, false}},         // repeats
 };
 
-std::u16string answered(const PropertyBag& bag, ULONG tag) {
-  const PropertyRecord* record = bag.answer(tag);
-  return record == nullptr ? std::u16string() : textOf(*record);
-}
-
-std::u16string classOf(const MemoryMessage& message) { return answered(message.bag(), PR_MESSAGE_CLASS); }
+std::u16string classOf(const MemoryMessage& message) { return message.bag().text(PR_MESSAGE_CLASS); }
 
 bool isRequestClass(std::u16string_view messageClass) {
   return equalsIgnoreCase(messageClass.substr(0, kRequestClass.size()), kRequestClass) &&
@@ -91,7 +86,7 @@ void planRequest(const PropertyBag& bag, const PropertyBag& task, CarriedLayer& 
 
 // The attachment that is the task goes under its subject.
 void planName(const MemoryMessage& request, const MemoryMessage& task, CarriedLayer& layer) {
-  const PropertyRecord name{PT_UNICODE, answered(task.bag(), PR_SUBJECT)};
+  const PropertyRecord name{PT_UNICODE, task.bag().text(PR_SUBJECT)};
   const auto& attachments = request.parts().attachments;
   for (std::size_t i = 0; i < attachments.size(); ++i) {
     if (attachments[i]->embedded().get() == &task) {
@@ -105,7 +100,7 @@ void planToDo(const PropertyBag& bag, CarriedLayer& layer) {
     const PropertyKey key{propTag(row.record.type, 0), PropertyName{row.set, MNID_ID, row.id, {}}};
     remove(layer.values, key, bag, Guard::value(row.record));
   }
-  remove(layer.values, {PR_RTF_COMPRESSED, {}}, bag, Guard::words(PR_BODY, answered(bag, PR_BODY)));
+  remove(layer.values, {PR_RTF_COMPRESSED, {}}, bag, Guard::words(PR_BODY, bag.text(PR_BODY)));
 }
 
 // --- The people of a request, whom the task gets as well
@@ -131,7 +126,7 @@ bool isAnswer(const PropertyBag& task) {
 void planSender(const PropertyBag& task, const PropertyBag& request, CarriedLayer& layer) {
   for (const PersonRow& row : kPeople) {
     for (const PersonRow& told : kPeople) {
-      const Guard guard = Guard::person(row.address, answered(request, told.address));
+      const Guard guard = Guard::person(row.address, request.text(told.address));
       for (const ULONG tag : {row.name, row.type, row.address, row.entryId, row.searchKey}) {
         remove(layer.values, {tag, {}}, task, guard);
       }
@@ -146,8 +141,8 @@ void planRecipients(const PropertyBag& task, const MemoryMessage& request, Carri
   if (!isAnswer(task)) {
     const ComPtr<MemoryMessage> people = makeMessage(request.context());
     PropertyBag& sender = people->addRecipient().bag();
-    sender.load(PR_DISPLAY_NAME, {PT_UNICODE, answered(request.bag(), PR_SENDER_NAME)});
-    sender.load(PR_EMAIL_ADDRESS, {PT_UNICODE, answered(request.bag(), PR_SENDER_EMAIL_ADDRESS)});
+    sender.load(PR_DISPLAY_NAME, {PT_UNICODE, request.bag().text(PR_SENDER_NAME)});
+    sender.load(PR_EMAIL_ADDRESS, {PT_UNICODE, request.bag().text(PR_SENDER_EMAIL_ADDRESS)});
     addExtra(*people->parts().recipients.front());
   }
   for (const auto& recipient : request.parts().recipients) {

@@ -30,12 +30,6 @@ constexpr OriginatorRow kOriginators[] = {
 constexpr std::int32_t kNoAttachment = 0;
 constexpr std::int32_t kByReference = 4;
 
-std::optional<std::int32_t> methodOf(const PropertyBag& bag) {
-  const PropertyRecord* record = bag.find(PR_ATTACH_METHOD);
-  const auto* method = record == nullptr ? nullptr : std::get_if<std::int32_t>(&record->content);
-  return method == nullptr ? std::nullopt : std::optional(*method);
-}
-
 // As warnings name an attachment.
 std::string shownName(const MemoryAttachment& attachment, std::size_t index) {
   std::string shown = "attachment " + std::to_string(index);
@@ -71,9 +65,8 @@ void HiddenValues::replace(const std::shared_ptr<PropertyBag>& bag, ULONG tag, P
 
 void HiddenValues::hideUnknownCodePages(const std::vector<MemoryMessage*>& messages, std::vector<std::string>& told) {
   for (MemoryMessage* message : messages) {
-    const PropertyRecord* record = message->bag().find(PR_INTERNET_CPID);
-    const auto* page = record == nullptr ? nullptr : std::get_if<std::int32_t>(&record->content);
-    if (page != nullptr && findCodePage(static_cast<CodePage>(*page)) == nullptr) {
+    const std::optional<std::int32_t> page = message->bag().number(PR_INTERNET_CPID);
+    if (page && findCodePage(static_cast<CodePage>(*page)) == nullptr) {
       told.push_back("the code page " + std::to_string(*page) + " is unknown and counts as absent");
       hide(message->sharedBag(), PR_INTERNET_CPID);
     }
@@ -100,7 +93,7 @@ void HiddenValues::replaceOddAttachments(const std::vector<MemoryMessage*>& mess
         told.push_back(name + " has no data; the mail has an empty file");
         replace(bag, PR_ATTACH_DATA_BIN, {PT_BINARY, std::string()});
       }
-      if (methodOf(*bag) != shown) {
+      if (bag->number(PR_ATTACH_METHOD) != shown) {
         replace(bag, PR_ATTACH_METHOD, {PT_LONG, shown});
       }
     }
@@ -144,7 +137,7 @@ std::int32_t methodInMail(const MemoryAttachment& attachment) {
                             : hasMessage                            ? msg::kEmbeddedMessage
                             : hasObject                             ? msg::kOle
                                                                     : msg::kByValue;
-  switch (const std::int32_t method = methodOf(bag).value_or(msg::kByValue)) {
+  switch (const std::int32_t method = bag.number(PR_ATTACH_METHOD).value_or(msg::kByValue)) {
     case kNoAttachment:
     case kByReference:
       return method;

@@ -172,13 +172,12 @@ void MemoryMessage::onSave() {
     ULONG body;
   };
   constexpr FormatRow kFormats[] = {{2, PR_HTML}, {1, PR_BODY}, {3, PR_RTF_COMPRESSED}};
-  const PropertyRecord* stored = bag().find(PR_MSG_EDITOR_FORMAT);
-  const auto* format = stored == nullptr ? nullptr : std::get_if<std::int32_t>(&stored->content);
+  const std::optional<std::int32_t> format = bag().number(PR_MSG_EDITOR_FORMAT);
   const auto isThere = [this](const FormatRow& row) {
     return bag().find(row.body) != nullptr || (row.body == PR_HTML && bag().find(PR_BODY_HTML) != nullptr);
   };
   const auto named = std::find_if(std::begin(kFormats), std::end(kFormats),
-                                  [format](const FormatRow& row) { return format != nullptr && row.format == *format; });
+                                  [format](const FormatRow& row) { return row.format == format; });
   const auto there = std::find_if(std::begin(kFormats), std::end(kFormats), isThere);
   if (named != std::end(kFormats) && !isThere(*named) && there != std::end(kFormats)) {
     bag().set(PR_MSG_EDITOR_FORMAT, {PT_LONG, there->format});

@@ -25,16 +25,12 @@ void add(MemoryAddressBook& book, const PropertyBag& bag, const PersonRow& row) 
   if (entryId == nullptr) {
     return;
   }
-  const auto text = [&bag](ULONG tag) {
-    const PropertyRecord* record = bag.answer(tag);
-    return record == nullptr ? std::u16string() : textOf(*record);
-  };
   auto& person = book.entries[bytesOf(*entryId)];
-  person.emplace(PR_DISPLAY_NAME, text(row.name));
-  const std::u16string type = text(row.type);
+  person.emplace(PR_DISPLAY_NAME, bag.text(row.name));
+  const std::u16string type = bag.text(row.type);
   if (!equalsIgnoreCase(type, u"EX")) {
     person.emplace(PR_ADDRTYPE, type);
-    person.emplace(PR_EMAIL_ADDRESS, text(row.address));
+    person.emplace(PR_EMAIL_ADDRESS, bag.text(row.address));
   }
 }
 

@@ -67,18 +67,12 @@ CodePage narrowPage(CodePage codePage) {
   return charset == nullptr || charset->shape == Charset::Shape::Wide ? 0 : codePage;
 }
 
-std::uint32_t numberOf(const PropertyBag& message, ULONG tag) {
-  const PropertyRecord* record = message.find(tag);
-  const auto* number = record == nullptr ? nullptr : std::get_if<std::int32_t>(&record->content);
-  return number == nullptr ? 0 : static_cast<std::uint32_t>(*number);
-}
-
 }  // namespace
 
 CodePage codePageOf(const PropertyBag& message, CodePage fallback) {
+  const auto numberOf = [&message](ULONG tag) { return static_cast<std::uint32_t>(message.number(tag).value_or(0)); };
   for (const CodePage codePage :
-       {numberOf(message, PR_MESSAGE_CODEPAGE), codePageOfLanguage(numberOf(message, PR_MESSAGE_LOCALE_ID)),
-        numberOf(message, PR_INTERNET_CPID)}) {
+       {numberOf(PR_MESSAGE_CODEPAGE), codePageOfLanguage(numberOf(PR_MESSAGE_LOCALE_ID)), numberOf(PR_INTERNET_CPID)}) {
     if (narrowPage(codePage) != 0) {
       return codePage;
     }

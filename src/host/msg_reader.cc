@@ -16,12 +16,6 @@ using namespace msg;
 
 constexpr SourceFile kSource{".\\MsgReader"};
 
-std::int32_t numberOf(const PropertyBag& bag, ULONG tag) {
-  const PropertyRecord* record = bag.find(tag);
-  const auto* number = record == nullptr ? nullptr : std::get_if<std::int32_t>(&record->content);
-  return number == nullptr ? 0 : *number;
-}
-
 class MessageReader {
  public:
   MessageReader(CompoundFile& file, ObjectReader& objects) : file_(file), objects_(objects) {}
@@ -73,7 +67,7 @@ class MessageReader {
     }
     const CompoundFile::Entry& data = file_.entry(object->second);
     const bool isMessage = ObjectStreams(file_, data).properties.has_value();
-    if (numberOf(bag, PR_ATTACH_METHOD) == kOle || !isMessage) {
+    if (bag.number(PR_ATTACH_METHOD) == kOle || !isMessage) {
       bag.take(PR_ATTACH_DATA_OBJ);  // no message can be opened there
       bag.load(kTagOleData, {PT_BINARY, storageAsFile(data, where)});
       return;

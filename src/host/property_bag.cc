@@ -22,11 +22,6 @@ constexpr ULONG kTagSenderSmtpAddress = propTag(PT_UNICODE, 0x5D01);
 constexpr ULONG kTagSentRepresentingSmtpAddress = propTag(PT_UNICODE, 0x5D02);
 
 // What belongs to an RTF text, which another text takes the place of.
-constexpr ULONG kRtfTags[] = {
-    PR_RTF_COMPRESSED,    PR_RTF_IN_SYNC,           PR_RTF_SYNC_BODY_CRC,       PR_RTF_SYNC_BODY_COUNT,
-    PR_RTF_SYNC_BODY_TAG, PR_RTF_SYNC_PREFIX_COUNT, PR_RTF_SYNC_TRAILING_COUNT,
-};
-
 constexpr std::uint16_t kFirstNamed = 0x8000;
 constexpr std::uint16_t kLastNamed = 0xAEFF;
 
@@ -69,11 +64,6 @@ const PropertyRecord& smtpType() {
   return kSmtp;
 }
 
-bool hasOddTime(const PropertyRecord& record) {
-  const auto* time = std::get_if<FILETIME>(&record.content);
-  return time != nullptr && !fileTimeToSystemTime(*time);
-}
-
 HRESULT giveTags(const std::vector<ULONG>& tags, ULONG* count, ULONG** out) {
   void* block = nullptr;
   checkHResult(HostAllocator::allocate(static_cast<ULONG>(tags.size() * sizeof(ULONG)), &block),
@@ -114,6 +104,12 @@ const PropertyRecord* PropertyBag::find(ULONG tag) const {
 const PropertyRecord* PropertyBag::findListed(ULONG tag) const {
   const auto record = records_.find(tag);
   return record == records_.end() ? nullptr : &record->second;
+}
+
+std::optional<std::int32_t> PropertyBag::number(ULONG tag) const {
+  const PropertyRecord* record = find(tag);
+  const auto* number = record == nullptr ? nullptr : std::get_if<std::int32_t>(&record->content);
+  return number == nullptr ? std::nullopt : std::optional(*number);
 }
 
 void PropertyBag::set(ULONG tag, PropertyRecord record) {
@@ -180,14 +176,17 @@ const PropertyRecord* PropertyBag::answer(ULONG tag) const {
   return known ? smtp : row->isOriginator && propType(tag) == PT_STRING8 ? nullptr : record;
 }
 
+std::u16string PropertyBag::text(ULONG tag) const {
+  const PropertyRecord* record = answer(tag);
+  return record == nullptr ? std::u16string() : textOf(*record);
+}
+
 const PropertyRecord& PropertyBag::given(const PropertyRecord& record, ULONG tag, PropertyRecord& made) const {
-  const PropertyRecord* page = find(PR_INTERNET_CPID);
-  const auto* number = page == nullptr ? nullptr : std::get_if<std::int32_t>(&page->content);
-  if (tag != PR_BODY_HTML_A || record.type != PT_UNICODE || number == nullptr ||
-      findCodePage(static_cast<CodePage>(*number)) == nullptr) {
+  const auto page = static_cast<CodePage>(number(PR_INTERNET_CPID).value_or(0));
+  if (tag != PR_BODY_HTML_A || record.type != PT_UNICODE || findCodePage(page) == nullptr) {
     return record;
   }
-  made = {PT_STRING8, encodeText(textOf(record), static_cast<CodePage>(*number))};
+  made = {PT_STRING8, encodeText(textOf(record), page)};
   return made;
 }
 

@@ -3,11 +3,13 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 
 #include "host/host_context.h"
 #include "host/property_value.h"
+#include "platform/mapi/tags.h"
 
 namespace nalvo::host {
 
@@ -33,6 +35,12 @@ class NameMap {
 };
 using NameMapPtr = std::shared_ptr<NameMap>;
 
+// Rich text and what tells whether it still belongs to the plain text.
+inline constexpr ULONG kRtfTags[] = {
+    PR_RTF_COMPRESSED,    PR_RTF_IN_SYNC,           PR_RTF_SYNC_BODY_CRC,       PR_RTF_SYNC_BODY_COUNT,
+    PR_RTF_SYNC_BODY_TAG, PR_RTF_SYNC_PREFIX_COUNT, PR_RTF_SYNC_TRAILING_COUNT,
+};
+
 // An object keeps one value for an identifier, whatever its type; a file may bring several, of different types, which stay
 // until the identifier is set. Texts are listed and answered as wide ones, also asked for narrow; the stored width is kept.
 //
@@ -47,6 +55,8 @@ class PropertyBag {
   const PropertyRecord* find(ULONG tag) const;
   // The record that is listed under this very tag; find answers for other types of a text, and any for PT_UNSPECIFIED.
   const PropertyRecord* findListed(ULONG tag) const;
+  // The number of 32 bits that find answers; no value for another type.
+  std::optional<std::int32_t> number(ULONG tag) const;
   // Setting the text or the HTML of a message removes its RTF, which would win over it.
   void set(ULONG tag, PropertyRecord record);
   // Takes in what a file holds, which is no change. False, and nothing done, if the same property is there already.
@@ -59,12 +69,13 @@ class PropertyBag {
   std::optional<PropertyRecord> take(ULONG tag);
   // In ascending order of identifiers.
   std::vector<ULONG> tags() const;
-  const std::set<ULONG>& changedTags() const { return changed_; }
   void clearChanges() { changed_.clear(); }
   NameMap& names() const { return *names_; }
   const NameMapPtr& nameMap() const { return names_; }
   // What the operations of IConvertObject answer for a tag: null, the record of find, or one that stands for it.
   const PropertyRecord* answer(ULONG tag) const;
+  // The text of that; empty if there is none.
+  std::u16string text(ULONG tag) const;
 
   // The operations of IConvertObject.
   HRESULT getProp(ULONG tag, SPropValue** value) const noexcept;

@@ -28,6 +28,8 @@ struct PropertyRecord {
 
 // True for a type whose values the library can write as text, so that they travel.
 bool hasTextForm(ULONG type);
+// True for a time that is out of the range of SYSTEMTIME.
+bool hasOddTime(const PropertyRecord& record);
 
 // A copy of a caller's value. No value for a type that no property has or a null array that counts elements.
 std::optional<PropertyRecord> recordOf(const SPropValue& value);

@@ -35,9 +35,7 @@ std::u16string textOfHtml(const PropertyBag& bag, const PropertyRecord& html) {
   if (html.type == PT_UNICODE || html.type == PT_STRING8) {
     return htmlToText("\xEF\xBB\xBF" + wideToUtf8(textOf(html)), kUtf8);
   }
-  const PropertyRecord* page = bag.find(PR_INTERNET_CPID);
-  const auto* number = page == nullptr ? nullptr : std::get_if<std::int32_t>(&page->content);
-  return htmlToText(bytesOf(html), number == nullptr ? 0 : static_cast<CodePage>(*number));
+  return htmlToText(bytesOf(html), static_cast<CodePage>(bag.number(PR_INTERNET_CPID).value_or(0)));
 }
 
 }  // namespace
