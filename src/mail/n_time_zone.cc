@@ -104,6 +104,16 @@ std::vector<Observance> observancesOf(const ZoneRecord& record) {
 
 constexpr std::string_view kUtcName = "(UTC) Universal Coordinated Time";
 
+// Names that have come up since the tables were made, and those that they took the place of.
+struct Renamed {
+  std::string_view name, former;
+};
+constexpr Renamed kRenamed[] = {
+    {"America/Nuuk", "America/Godthab"}, {"Asia/Ho_Chi_Minh", "Asia/Saigon"},     {"Asia/Kathmandu", "Asia/Katmandu"},
+    {"Asia/Kolkata", "Asia/Calcutta"},   {"Asia/Yangon", "Asia/Rangoon"},         {"Europe/Kyiv", "Europe/Kiev"},
+    {"Pacific/Chuuk", "Pacific/Truk"},   {"Pacific/Kanton", "Pacific/Enderbury"}, {"Pacific/Pohnpei", "Pacific/Ponape"},
+};
+
 }  // namespace
 
 NTimeZone::NTimeZone(std::string id, std::vector<Observance> observances) : id_(std::move(id)) {
@@ -193,6 +203,11 @@ std::shared_ptr<const NTimeZone> NTimeZone::byName(std::string_view text) {
 std::shared_ptr<const NTimeZone> NTimeZone::byId(std::string_view id) {
   static const auto zones = [] {
     std::unordered_map<std::string, std::shared_ptr<const NTimeZone>> byLowerName;
+    for (const Renamed& row : kRenamed) {
+      const Table& table = tzNameZones();
+      const auto zone = std::find_if(table.begin(), table.end(), [&](const auto& each) { return each->id() == row.former; });
+      byLowerName.emplace(toLowerAscii(row.name), *zone);
+    }
     for (const Table* table : {&tzNameZones(), &displayNameZones()}) {
       for (const std::shared_ptr<const NTimeZone>& zone : *table) {
         byLowerName.try_emplace(toLowerAscii(std::string_view(zone->id())), zone);
@@ -202,6 +217,17 @@ std::shared_ptr<const NTimeZone> NTimeZone::byId(std::string_view id) {
   }();
   const auto found = zones.find(toLowerAscii(id));
   return found == zones.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<const NTimeZone> NTimeZone::byTzId(std::string_view id) {
+  std::shared_ptr<const NTimeZone> zone = byId(id);
+  constexpr int kMostParts = 3;  // "America/Argentina/Ushuaia"
+  std::size_t slash = id.size();
+  for (int parts = 0; !zone && id.starts_with('/') && slash != 0 && parts < kMostParts; ++parts) {
+    slash = id.rfind('/', slash - 1);
+    zone = byId(id.substr(slash + 1));
+  }
+  return zone;
 }
 
 std::shared_ptr<const NTimeZone> NTimeZone::utc() {

@@ -46,8 +46,11 @@ class NTimeZone final : public TimeZone {
   // The longest name of the tables that occurs in `text` without regard to case, first among the names in the manner of
   // Windows. The machine's zone for "" and "server", utc() when no name occurs.
   static std::shared_ptr<const NTimeZone> byName(std::string_view text);
-  // The zone of exactly that name without regard to case, first among the names of the tz database. Null when there is none.
+  // The zone of exactly that name without regard to case, first among the names of the tz database, renamed ones included.
+  // Null when there is none.
   static std::shared_ptr<const NTimeZone> byId(std::string_view id);
+  // The same for a TZID; one that begins with "/" may have the registry of its name in front ("/a.org/1/Europe/Prague").
+  static std::shared_ptr<const NTimeZone> byTzId(std::string_view id);
   static std::shared_ptr<const NTimeZone> utc();
   // The first zone of getSummaries() that has the machine's offset now, on 1 February and on 1 July of this year. Not valid
   // when there is none. The first call decides.

@@ -26,7 +26,7 @@ std::shared_ptr<const NTimeZone> PropertyValue::resolveZone(const Zones& zones) 
   if (const auto found = zones.find(id); found != zones.end() && found->second->isValid()) {
     return found->second;
   }
-  const auto known = NTimeZone::byId(id);
+  const auto known = NTimeZone::byTzId(id);
   return known ? known : NTimeZone::utc();
 }
 

@@ -281,6 +281,12 @@ TEST(NTimeZone, IsFoundByName) {
   EXPECT_EQ(NTimeZone::byId("Eastern Time (US & Canada)")->id(), "Eastern Time (US & Canada)");
   EXPECT_EQ(NTimeZone::byId("x America/New_York"), nullptr);
   EXPECT_EQ(NTimeZone::byId(""), nullptr);
+  EXPECT_EQ(NTimeZone::byId("asia/kolkata"), NTimeZone::byId("Asia/Calcutta"));
+  EXPECT_EQ(NTimeZone::byTzId("/a.org/x/America/Argentina/Ushuaia")->id(), "America/Argentina/Ushuaia");
+  EXPECT_EQ(NTimeZone::byTzId("/Europe/Kyiv")->id(), "Europe/Kiev");
+  for (const char* unknown : {"a.org/Europe/Prague", "/a.org/Mars", "/", "//", ""}) {
+    EXPECT_EQ(NTimeZone::byTzId(unknown), nullptr) << unknown;
+  }
 }
 
 // The machine in different places, in January and in July.
