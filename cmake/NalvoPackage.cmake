@@ -34,6 +34,8 @@ install(FILES ${CMAKE_SOURCE_DIR}/README.md ${CMAKE_SOURCE_DIR}/CHANGELOG.md ${C
         DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
 install(FILES ${CMAKE_SOURCE_DIR}/LICENSE RENAME copyright DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
 
+# The package lands in the build folder, wherever cpack is run.
+set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR})
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME nalvo)
 set(CPACK_PACKAGE_CONTACT "The Nalvo developers <nalvo@example.org>")
