@@ -131,21 +131,21 @@ bool isStoredDate(const Case& c) {
 constexpr std::string_view kLifted = "a stored header becomes a property";
 
 constexpr RuleRow kRules[] = {
-    {Place::Message, "PR_TRANSPORT_MESSAGE_HEADERS", Kind::Made, keepsOtherHeaders, "a mail keeps its headers as they are"},
-    {Place::Message, "PR_INTERNET_MESSAGE_ID", Kind::Made, isStoredHeader, kLifted},
-    {Place::Message, "PR_INTERNET_ORGANIZATION", Kind::Made, isStoredHeader, kLifted},
-    {Place::Message, "PR_INTERNET_RETURN_PATH", Kind::Made, isStoredHeader, kLifted},
-    {Place::Message, "PR_LIST_HELP", Kind::Made, isStoredHeader, kLifted},
-    {Place::Message, "PR_LIST_SUBSCRIBE", Kind::Made, isStoredHeader, kLifted},
-    {Place::Message, "PR_LIST_UNSUBSCRIBE", Kind::Made, isStoredHeader, kLifted},
-    {Place::Message, "PR_IN_REPLY_TO_ID", Kind::Made, isStoredHeader, kLifted},
-    {Place::Message, "0000001f {00020386-0000-0000-C000-000000000046} [UN] \"X-Envelope-To\"", Kind::Made, isStoredHeader,
+    {Place::Message, Kind::Made, "PR_TRANSPORT_MESSAGE_HEADERS", keepsOtherHeaders, "a mail keeps its headers as they are"},
+    {Place::Message, Kind::Made, "PR_INTERNET_MESSAGE_ID", isStoredHeader, kLifted},
+    {Place::Message, Kind::Made, "PR_INTERNET_ORGANIZATION", isStoredHeader, kLifted},
+    {Place::Message, Kind::Made, "PR_INTERNET_RETURN_PATH", isStoredHeader, kLifted},
+    {Place::Message, Kind::Made, "PR_LIST_HELP", isStoredHeader, kLifted},
+    {Place::Message, Kind::Made, "PR_LIST_SUBSCRIBE", isStoredHeader, kLifted},
+    {Place::Message, Kind::Made, "PR_LIST_UNSUBSCRIBE", isStoredHeader, kLifted},
+    {Place::Message, Kind::Made, "PR_IN_REPLY_TO_ID", isStoredHeader, kLifted},
+    {Place::Message, Kind::Made, "0000001f {00020386-0000-0000-C000-000000000046} [UN] \"X-Envelope-To\"", isStoredHeader,
      kLifted},
-    {Place::Message, "0000001f {00020386-0000-0000-C000-000000000046} [UN] \"X-Spam-Level\"", Kind::Made, isStoredHeader,
+    {Place::Message, Kind::Made, "0000001f {00020386-0000-0000-C000-000000000046} [UN] \"X-Spam-Level\"", isStoredHeader,
      kLifted},
-    {Place::Message, "0000001f {00020386-0000-0000-C000-000000000046} [UN] \"X-Spam-Status\"", Kind::Made, isStoredHeader,
+    {Place::Message, Kind::Made, "0000001f {00020386-0000-0000-C000-000000000046} [UN] \"X-Spam-Status\"", isStoredHeader,
      kLifted},
-    {Place::Message, "PR_CLIENT_SUBMIT_TIME", Kind::Added, isStoredDate, kLifted},
+    {Place::Message, Kind::Added, "PR_CLIENT_SUBMIT_TIME", isStoredDate, kLifted},
 };
 
 }  // namespace

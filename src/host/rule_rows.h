@@ -13,8 +13,8 @@ enum class Kind : unsigned { Lost = 1, Changed = 2, Added = 4, Made = 6, Any = 7
 
 struct RuleRow {
   Place place;
-  std::string_view what;  // as in Difference, without case; "*" is anything
   Kind kind;
+  std::string_view what;           // as in Difference, without case; "*" is anything
   bool (*condition)(const Case&);  // null: always
   std::string_view rule;
 };

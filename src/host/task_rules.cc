@@ -45,17 +45,17 @@ bool isSamePercentage(const Case& c) {
 }
 
 constexpr RuleRow kRules[] = {
-    {Place::Message, "PidLidCommonStart", Kind::Changed, isSameDay, kEventDay},
-    {Place::Message, "PidLidCommonEnd", Kind::Changed, isSameDay, kEventDay},
-    {Place::Message, "PidLidTaskDateCompleted", Kind::Changed, isSameDay, kEventDay},
-    {Place::Message, "PidLidCommonStart", Kind::Added, isTask, kEventTimes},
-    {Place::Message, "PidLidCommonEnd", Kind::Added, isTask, kEventTimes},
-    {Place::Message, "PidLidTaskRecurrence", Kind::Changed, isSameSeries, kSameSeries},
-    {Place::Message, "PR_ICON_INDEX", Kind::Made, repeats, "a task that repeats has its icon"},
-    {Place::Message, "PidLidReminderSignalTime", Kind::Added, isTask, kReminder},
-    {Place::Message, "PidLidReminderTime", Kind::Made, isTimeOfReminder, kReminder},
-    {Place::Message, "PidLidReminderDelta", Kind::Added, isTask, kReminder},
-    {Place::Message, "PidLidPercentComplete", Kind::Changed, isSamePercentage, "a task is done by whole percents"},
+    {Place::Message, Kind::Changed, "PidLidCommonStart", isSameDay, kEventDay},
+    {Place::Message, Kind::Changed, "PidLidCommonEnd", isSameDay, kEventDay},
+    {Place::Message, Kind::Changed, "PidLidTaskDateCompleted", isSameDay, kEventDay},
+    {Place::Message, Kind::Added, "PidLidCommonStart", isTask, kEventTimes},
+    {Place::Message, Kind::Added, "PidLidCommonEnd", isTask, kEventTimes},
+    {Place::Message, Kind::Changed, "PidLidTaskRecurrence", isSameSeries, kSameSeries},
+    {Place::Message, Kind::Made, "PR_ICON_INDEX", repeats, "a task that repeats has its icon"},
+    {Place::Message, Kind::Added, "PidLidReminderSignalTime", isTask, kReminder},
+    {Place::Message, Kind::Made, "PidLidReminderTime", isTimeOfReminder, kReminder},
+    {Place::Message, Kind::Added, "PidLidReminderDelta", isTask, kReminder},
+    {Place::Message, Kind::Changed, "PidLidPercentComplete", isSamePercentage, "a task is done by whole percents"},
 };
 
 }  // namespace
