@@ -18,6 +18,8 @@ namespace {
 
 using namespace nalvo::tool;
 
+constexpr const char* kAnyInput = "A .msg, .eml, .ics or .vcf file, an mbox, a Maildir, a folder, or - for standard input";
+
 int run(int argc, char** argv) {
   CLI::App app{"Converts MAPI objects to Internet mail and back; nothing is lost on the way."};
   app.name("nalvo");
@@ -81,11 +83,11 @@ int run(int argc, char** argv) {
   CLI::Option* json = showVerb->add_flag("--json", showOptions.json, "One JSON object per input, on one line each");
   showVerb->add_flag("--html", showOptions.page, "One self-contained page of one message")->excludes(json);
   showVerb->add_flag("--full", showOptions.full, "Long values whole");
-  takesInputs(showVerb, "A .msg or .eml file, an mbox, a Maildir, a folder, or - for standard input");
+  takesInputs(showVerb, kAnyInput);
   CLI::App* checkVerb = app.add_subcommand("check", "Go there and back and name what does not come back the same");
   checkVerb->add_flag("--json", checkJson, "One JSON object per input, on one line each");
   takesMany(checkVerb);
-  takesInputs(checkVerb, "A .msg or .eml file, an mbox, a Maildir, a folder, or - for standard input");
+  takesInputs(checkVerb, kAnyInput);
 
   CLI::App* objectVerb = app.add_subcommand("object", "Print calendars, cards and notes in the library's exact form");
   objectVerb->add_option("--occurrences", objectOptions.occurrences, "That many dates of the calendar's rules instead");
@@ -121,7 +123,7 @@ int run(int argc, char** argv) {
       return pipeVerb == "to-mime" ? toMime(input, "-", convertOptions) : toMapi(input, "-", convertOptions);
     });
   }
-  InputKinds kinds{{".eml", ".msg"}, true, false};
+  InputKinds kinds{{".eml", ".msg", ".ics", ".vcs", ".vcf"}, true, true};
   if (toMimeVerb->parsed()) {
     kinds = {{".msg"}, false, false};
   } else if (toMapiVerb->parsed()) {
