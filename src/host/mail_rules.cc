@@ -219,6 +219,7 @@ constexpr RuleRow kRules[] = {
     {Place::Mail, Kind::Any, "header Sender", isItem, kItemPeople},
     {Place::Mail, Kind::Any, "header To", isItem, kItemPeople},
     {Place::Mail, Kind::Any, "header Cc", isItem, kItemPeople},
+    {Place::Mail, Kind::Added, "header Bcc", isItem, kItemPeople},
     {Place::Mail, Kind::Changed, "attachment", becomesItem, kItemFile},
     {Place::Mail, Kind::Changed, "attachment type", becomesItem, kItemFile},
     {Place::Mail, Kind::Lost, "*", isOtherForm, "other forms of a text stay behind where one was taken"},

@@ -407,6 +407,7 @@ TEST(Attendees, AreTheRecipients) {
   add(3, u"Room", 1, 2);
   add(1, u"First", 3, 0);
   add(1, u"Last", 3, 0);
+  add(1, u"LAST", 3, 3);
   item.addRecipient(1, u"Eve", u"EX", "/o=First/cn=eve");
   lastRecipient(item).set(kTagResponsibility, {PT_BOOLEAN, true});
   const std::string mail = item.write();
@@ -415,9 +416,10 @@ TEST(Attendees, AreTheRecipients) {
   EXPECT_NE(calendar.find("\nATTENDEE;PARTSTAT=ACCEPTED;RSVP=TRUE;CN=Bob:mailto:Bob@example.com\n"), std::string::npos)
       << calendar;
   EXPECT_EQ(calendar.find("/o="), std::string::npos) << calendar;
-  EXPECT_EQ(recipientsOf(Item(item, mail)),
-            (std::vector<std::string>{"Last|Last@example.com|1|3|0", "Bob|Bob@example.com|1|1|3",
-                                      "Cleo|Cleo@example.com|2|1|4", "Room|Room@example.com|3|1|2", "Eve||1|1|0"}));
+  EXPECT_EQ(
+      recipientsOf(Item(item, mail)),
+      (std::vector<std::string>{"Last|Last@example.com|1|3|0", "Bob|Bob@example.com|1|1|3", "Cleo|Cleo@example.com|2|1|4",
+                                "Room|Room@example.com|3|1|2", "LAST|LAST@example.com|1|3|3", "Eve||1|1|0"}));
 }
 
 TEST(Attendees, OfOtherSystemsComeBackFromAnnotations) {

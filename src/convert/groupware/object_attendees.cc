@@ -67,16 +67,19 @@ Attendee personOf(IConvertRecipient* recipient, IMapiAllocator* allocator) {
   return attendee;
 }
 
-// The organizer among the recipients comes ahead of the sender; the last of several counts.
+// The organizer among the recipients comes ahead of the sender; the last of several counts. One who is there twice also
+// takes part.
 template <typename SetOrganizer>
 void addRecipients(ConvertorDataMessage& data, mail::VCalendar& object, const SetOrganizer& setOrganizer) {
   IConvertMessage* message = data.getMapiMessage();
   const PartStat ownAnswer =
       partStatOf(numberOf(message, data.tagOf(named::kResponseStatus, message), data.getAllocator(), 0));
+  std::string organizer;
   for (const ComPtr<IConvertRecipient>& recipient : recipientsOf(message, "ObjectAttendees::createAttendees")) {
     Attendee attendee = createAttendeeFromRecipient(recipient.get(), data.getAllocator());
     // Calendar text has no organizer without an address.
-    if (attendee.role == Role::Chair && !attendee.address.empty()) {
+    if (attendee.role == Role::Chair && !attendee.address.empty() && !equalsIgnoreCase(attendee.address, organizer)) {
+      organizer = attendee.address;
       setOrganizer(attendee);
       continue;
     }
