@@ -26,7 +26,7 @@ std::optional<std::int64_t> secondsOf(std::string_view json) {
 }
 
 bool isWithinHalfDay(const Case& c) {
-  constexpr std::int64_t kHalfDay = 12 * 3600;
+  constexpr std::int64_t kHalfDay = std::int64_t{12} * 3600;
   const auto before = secondsOf(c.difference.before);
   const auto after = secondsOf(c.difference.after);
   return before && after && *after - *before >= -kHalfDay && *after - *before <= kHalfDay;

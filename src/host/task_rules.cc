@@ -8,8 +8,8 @@ namespace {
 
 // Of whichever zone the time is midnight.
 std::int64_t dayOf(std::int64_t seconds) {
-  constexpr std::int64_t kFarthestEast = 13 * 3600;
-  constexpr std::int64_t kDay = 24 * 3600;
+  constexpr std::int64_t kFarthestEast = std::int64_t{13} * 3600;
+  constexpr std::int64_t kDay = std::int64_t{24} * 3600;
   return (seconds + kFarthestEast) / kDay;
 }
 

@@ -121,6 +121,7 @@ void GroupwareBaseConvertHelper::setCategories(const mail::VBase& object) const 
     return;
   }
   std::vector<std::u16string> categories;
+  categories.reserve(told.size());
   for (const std::string& category : told) {
     categories.push_back(utf8ToWide(category));
   }

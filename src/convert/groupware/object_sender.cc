@@ -48,6 +48,12 @@ void fillPerson(IConvertMessage* message, const PersonTags& tags, AddressMaker& 
   setBinary(tags.searchKey, address.getSearchKey());
 }
 
+// Whether the author of a mail is known for another one than `person`.
+bool isOther(const mime::AddressProperties& author, const AddressMaker& person) {
+  const std::string_view email = author.email == nullptr ? std::string_view() : author.email;
+  return !email.empty() && !person.getAddress().empty() && !equalsIgnoreCase(email, person.getAddress());
+}
+
 }  // namespace
 
 std::optional<Person> ownSender(IConvertMessage* message, IMapiAllocator* allocator) {
@@ -86,10 +92,9 @@ void fillSenderProperties(ConvertorDataMessage& data, const Attendee& person) {
   IConvertMessage* message = data.getMapiMessage();
   ScopedAddressList authors;
   authors.load(data.getMimeMessage(), mime::IAT_FROM);
-  const mime::AddressProperties* author = authors.empty() ? nullptr : authors.begin();
-  const std::string_view email = author == nullptr || author->email == nullptr ? std::string_view() : author->email;
-  if (!email.empty() && !organizer.getAddress().empty() && !equalsIgnoreCase(email, organizer.getAddress())) {
-    AddressMaker sender(data.getAllocator(), email, author->name == nullptr ? u"" : author->name);
+  if (!authors.empty() && isOther(*authors.begin(), organizer)) {
+    const mime::AddressProperties& author = *authors.begin();
+    AddressMaker sender(data.getAllocator(), author.email, author.name == nullptr ? u"" : author.name);
     fillPerson(message, kSender, sender);
   } else {
     fillPerson(message, kSender, organizer);

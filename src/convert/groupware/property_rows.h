@@ -82,7 +82,7 @@ class PropertyRows {
   }
 
   // Adds what these rows call for to that of a base class.
-  static PartTags extend(PartTags base, std::span<const PropertyRow<Convert>> rows, IConvertMessage* message) {
+  static PartTags extend(const PartTags& base, std::span<const PropertyRow<Convert>> rows, IConvertMessage* message) {
     PartTags result = PartTags::extend(base, {}, {}, {}, {});
     for (const PropertyRow<Convert>& row : rows) {
       if (row.part != ChangeOf::Annotations) {
