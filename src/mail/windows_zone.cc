@@ -71,6 +71,18 @@ TIME_ZONE_INFORMATION greenland() {
   return info;
 }
 
+// Some tell the second Sunday as the one among the 8th to the 14th, and the last one likewise. Of other seven days the
+// middle one counts.
+std::optional<int> ordinalIn(const std::vector<int>& days, int month) {
+  constexpr int kWeekDays = 7;
+  if (days.size() != kWeekDays || days.front() < 1 || days.back() != days.front() + kWeekDays - 1 ||
+      !std::is_sorted(days.begin(), days.end())) {
+    return std::nullopt;
+  }
+  const int last = month == 4 || month == 6 || month == 9 || month == 11 ? 30 : 31;
+  return days.back() == last ? -1 : (days.front() + kWeekDays / 2 - 1) / kWeekDays + 1;
+}
+
 std::optional<SYSTEMTIME> ruleDateOf(const Observance& observance) {
   std::optional<SYSTEMTIME> date = ruleToSystemTime(observance.rrule);
   if (date) {
@@ -281,7 +293,7 @@ std::optional<SYSTEMTIME> ruleToSystemTime(const RRule& rule) {
   SYSTEMTIME date{};
   date.wMonth = static_cast<std::uint16_t>(months[0]);
   if (weekdays.size() == 1) {
-    const int ordinal = ordinalOf(weekdays[0]);
+    const int ordinal = ordinalIn(days, months[0]).value_or(ordinalOf(weekdays[0]));
     if (ordinal != -1 && (ordinal < 1 || ordinal > 4)) {
       return std::nullopt;
     }

@@ -242,7 +242,6 @@ constexpr Explanation kExplanations[] = {
     {"eds__libedata-cal_invite-7 1", "moved", kSeveral},
     {"icaljs__google_birthday 2", "excluded", kSeveral},
     {"icaljs__google_birthday 2", "moved", kSeveral},
-    {"hordeical__Icalendar_vTimezone_sao_paulo_dst 1", "series", kZone},
     {"tine__Calendar_Import_Joomla_jevents 1", "series", kZone},
     {"nodeical__bad_custom_ms_tz 3", "end", kMixed},
     {"nodeical__bad_custom_ms_tz2 3", "end", kMixed},
