@@ -93,7 +93,7 @@ std::string dayOf(DateTime date, const VEvent& event) {
     date.moveToZone(event.getStart().zone());
     date = date.makeDateOnly();
   }
-  return told(event.isAllDay() ? mail::dayInUtc(date) : date);
+  return told(!event.isAllDay() ? date : date.zone() ? date.makeDateOnly() : mail::dayInUtc(date));
 }
 
 std::string excludedOf(const VEvent& event) {

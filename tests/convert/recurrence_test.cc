@@ -170,6 +170,21 @@ TEST(RecurrencePattern, HasTheNumbersOfTheEdges) {
   }
 }
 
+// Its midnight lies on the day before elsewhere.
+TEST(RecurrencePattern, OfWholeDaysLeavesOutTheDayThatADateHasInItsZone) {
+  const ScopedZone scope("UTC");
+  mail::VEvent event;
+  readObject(
+      "DTSTART;VALUE=DATE:20080301\nDTEND;VALUE=DATE:20080302\nRRULE:FREQ=DAILY;COUNT=10\n"
+      "EXDATE;TZID=Asia/Tokyo:20080304T000000",
+      event);
+  SeriesItem item;
+  item.set(named::kAppointmentSubType, true);
+  const RecurrenceBlob blob(writeBlob(item, event), true);
+  ASSERT_EQ(blob.deleted.size(), 1U);
+  EXPECT_EQ(blob.deleted[0] - blob.startDate, 3 * RecurrenceBlob::kDay);
+}
+
 TEST(RecurrencePattern, IsNotThereWithoutASeries) {
   const char* kCases[] = {
       "DTSTART:20080301T140000Z\nDTEND:20080301T150000Z",

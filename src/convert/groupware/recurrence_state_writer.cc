@@ -141,13 +141,19 @@ void describeEnd(const mail::RRule& rule, const Series& series, Pattern& pattern
   }
 }
 
+// A series of whole days leaves out the day that a date in a zone has there.
+Minutes excludedAt(const DateTime& excluded, const Series& series) {
+  return series.allDay && excluded.zone() ? minutesOf(mail::calendar::timegm(excluded.wallClock()))
+                                          : series.clock.local(excluded);
+}
+
 Pattern::Exception describeException(const RecurrenceDate& date, const DateTime& excluded, const Series& series,
                                      Minutes startOffset) {
   Pattern::Exception exception;
   exception.start = series.clock.local(date.start);
   exception.end = series.clock.local(date.end);
   // A whole day that is excluded of a series with times stands for the occurrence on it.
-  exception.original = series.clock.local(excluded) + (excluded.isDateOnly() && !series.allDay ? startOffset : 0);
+  exception.original = excludedAt(excluded, series) + (excluded.isDateOnly() && !series.allDay ? startOffset : 0);
   if (date.start.isDateOnly() != series.allDay) {
     exception.allDay = date.start.isDateOnly();
   }
@@ -171,7 +177,7 @@ void describeExceptions(const Series& series, Pattern& pattern) {
     if (excluded[i].isNull()) {
       continue;
     }
-    std::optional<Pattern::Exception>& exception = days[dayOf(series.clock.local(excluded[i]))];
+    std::optional<Pattern::Exception>& exception = days[dayOf(excludedAt(excluded[i], series))];
     const auto found = moved.find(static_cast<int>(i));
     if (found != moved.end() && !exception) {
       exception = describeException(found->second, excluded[i], series, pattern.startOffset);
