@@ -133,6 +133,44 @@ std::string cardWithoutGroups(std::string_view card) {
   return result;
 }
 
+// A series with its exceptions, or what stands alone.
+struct Item {
+  std::string type;  // "vevent"
+  std::vector<Component> components;
+  bool hasSeries = false;  // one of them is no exception
+};
+
+// In their order. Of two with one id that both are no exceptions each is an item, and so is each exception without a series,
+// for an item has one place for what it is.
+std::vector<Item> itemsOf(const std::vector<Component>& components) {
+  std::vector<Item> items;
+  std::map<std::string, std::size_t> places;
+  for (const Component& component : components) {
+    const std::string type = lowerCase(std::string(component.name));
+    const std::string& uid = component.getPropertyText("UID");
+    const bool isException = !component.findProperty("RECURRENCE-ID").firstValue().isEmptyValue();
+    const auto [place, isNew] = places.emplace(uid.empty() ? std::to_string(items.size()) : type + uid, items.size());
+    const bool isOther = !isNew && !isException && items[place->second].hasSeries;
+    if (isNew || isOther) {
+      items.push_back({type, {}});
+    }
+    Item& item = isOther ? items.back() : items[place->second];
+    item.components.push_back(component);
+    item.hasSeries = item.hasSeries || !isException;
+  }
+  std::vector<Item> parted;
+  for (Item& item : items) {
+    if (item.hasSeries) {
+      parted.push_back(std::move(item));
+      continue;
+    }
+    for (Component& component : item.components) {
+      parted.push_back({item.type, {std::move(component)}});
+    }
+  }
+  return parted;
+}
+
 // The items of one calendar, each with all that belongs to it.
 void wrapCalendar(std::string_view text, std::vector<std::string>& mails) {
   std::istringstream in{std::string(text)};
@@ -144,25 +182,16 @@ void wrapCalendar(std::string_view text, std::vector<std::string>& mails) {
   Component frame = calendar;  // and its zones
   frame.children.clear();
   std::vector<Component> rest;  // what no item is; goes with the first one
-  std::vector<std::pair<std::string, std::vector<Component>>> items;
-  std::map<std::string, std::size_t> places;
+  std::vector<Component> components;
   for (const Component& child : calendar.children) {
     const std::string type = lowerCase(std::string(child.name));
-    if (type != "vevent" && type != "vtodo" && type != "vjournal") {
-      (type == "vtimezone" ? frame.children : rest).push_back(child);
-      continue;
-    }
-    const std::string& uid = child.getPropertyText("UID");
-    const std::string key = uid.empty() ? std::to_string(items.size()) : type + uid;
-    const auto [place, isNew] = places.emplace(key, items.size());
-    if (isNew) {
-      items.emplace_back(type, std::vector<Component>());
-    }
-    items[place->second].second.push_back(child);
+    const bool isItem = type == "vevent" || type == "vtodo" || type == "vjournal";
+    (isItem ? components : type == "vtimezone" ? frame.children : rest).push_back(child);
   }
+  const std::vector<Item> items = itemsOf(components);
   const std::string method = lowerCase(calendar.getPropertyText("METHOD"));
-  for (const auto& [type, components] : items) {
-    std::string contentType = "text/calendar; component=" + type;
+  for (const Item& item : items) {
+    std::string contentType = "text/calendar; component=" + item.type;
     if (method == "request" || method == "reply" || method == "cancel") {
       contentType += "; method=" + method;
     }
@@ -172,7 +201,7 @@ void wrapCalendar(std::string_view text, std::vector<std::string>& mails) {
     }
     Component own = frame;
     own.children.insert(own.children.end(), rest.begin(), rest.end());
-    own.children.insert(own.children.end(), components.begin(), components.end());
+    own.children.insert(own.children.end(), item.components.begin(), item.components.end());
     rest.clear();
     mails.push_back(mailOf(contentType, own.toText()));
   }

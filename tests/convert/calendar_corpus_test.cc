@@ -228,7 +228,6 @@ struct Explanation {
   const char* why;
 };
 constexpr const char* kNoStart = "an alarm that counts from a start which can't be read";
-constexpr const char* kSeveral = "several instances without their series, of which a message is about one";
 constexpr const char* kZone = "a zone with other changes than one a year each way";
 constexpr const char* kMixed = "a date beside a time";
 constexpr Explanation kExplanations[] = {
@@ -238,10 +237,6 @@ constexpr Explanation kExplanations[] = {
     {"ccstester__recurrence-splitting_simple_4 1", "reading", kNoStart},
     {"hordeical__Horde_Icalendar_bug7423 1", "reading", kNoStart},
     {"icaljs__parser_component 1", "reading", kNoStart},
-    {"eds__libedata-cal_invite-7 1", "excluded", kSeveral},
-    {"eds__libedata-cal_invite-7 1", "moved", kSeveral},
-    {"icaljs__google_birthday 2", "excluded", kSeveral},
-    {"icaljs__google_birthday 2", "moved", kSeveral},
     {"tine__Calendar_Import_Joomla_jevents 1", "series", kZone},
     {"nodeical__bad_custom_ms_tz 3", "end", kMixed},
     {"nodeical__bad_custom_ms_tz2 3", "end", kMixed},

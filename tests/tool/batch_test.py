@@ -84,8 +84,10 @@ class Batch(unittest.TestCase):
         self.given("in/two.vcf", "BEGIN:VCARD\nVERSION:3.0\nFN:Ann\nitem1.EMAIL:ann@example.org\nitem1.X-ABLabel:_$!<Work>!$_\n"
                                  "END:VCARD\nBEGIN:VCARD\nVERSION:3.0\nFN:Bob\nEND:VCARD\n")
         event = "BEGIN:VEVENT\r\nUID:{}\r\nSUMMARY:{}\r\nDTSTART:20200302T100000Z\r\nEND:VEVENT\r\n"
+        moved = "BEGIN:VEVENT\r\nUID:{}\r\nRECURRENCE-ID:20200301T100000Z\r\nDTSTART:20200302T100000Z\r\nEND:VEVENT\r\n"
         self.given("in/cal.ics", "\ufeffBEGIN:VCALENDAR\r\nVERSION:2.0\r\n" + event.format(1, "one") + event.format(2, "two") +
-                   event.format(1, "again") + "END:VCALENDAR\r\n")
+                   event.format(1, "again") + moved.format(1) + moved.format(9) + moved.format(9) +
+                   "END:VCALENDAR\r\n")
         for name, coding in (("marked", "utf-16"), ("big", "utf-16-be"), ("little", "utf-16-le")):
             self.given(f"wide/{name}.vcf", "BEGIN:VCARD\r\nFN:Zoë\r\nEND:VCARD\r\n".encode(coding))
         self.assertEqual(run("to-mapi", "-o", self.path / "out/wide", self.path / "wide").returncode, 0)
@@ -97,9 +99,10 @@ class Batch(unittest.TestCase):
         done = run("to-mapi", "-o", self.path / "out", self.path / "in")
         self.assertEqual(done.returncode, 1)
         self.assertIn(b"empty.ics: no event, task, journal entry or card in it\n", done.stderr)
-        self.assertEqual(self.made(), ["bare-1.msg", "bare-2.msg", "cal-1.msg", "cal-2.msg", "two-1.msg", "two-2.msg"])
+        self.assertEqual(self.made(), [f"bare-{i}.msg" for i in (1, 2, 3)] + [f"cal-{i}.msg" for i in (1, 2, 3, 4, 5)] +
+                         ["two-1.msg", "two-2.msg"])
         self.assertEqual([p["PR_MESSAGE_CLASS"] for p in properties(*[self.path / "out" / f for f in self.made()])],
-                         4 * ["IPM.Appointment"] + 2 * ["IPM.Contact"])
+                         8 * ["IPM.Appointment"] + 2 * ["IPM.Contact"])
 
     def test_what_can_not_be_read_fails_alone(self):
         self.given("in/good.eml", "Subject: x\n\n")
