@@ -34,6 +34,9 @@ inline constexpr std::string_view kAlternativeFact = "alternative";
 inline constexpr std::string_view kBlankFact = "blank";
 // Of a mail: whether it is a calendar item, a card or a note.
 inline constexpr std::string_view kItemFact = "item";
+// Of a calendar: "VEVENT", and whether its series is none that a recurrence pattern holds.
+inline constexpr std::string_view kCalendarTypeFact = "calendar type";
+inline constexpr std::string_view kFreeSeriesFact = "free series";
 
 struct Comparison {
   std::size_t compared = 0;

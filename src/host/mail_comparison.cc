@@ -4,6 +4,7 @@
 
 #include "diagnostics/hresult_exception.h"
 #include "host/body_comparison.h"
+#include "host/item_comparison.h"
 #include "host/mime_walk.h"
 #include "mime/header_text.h"
 #include "platform/text/code_pages.h"
@@ -143,6 +144,9 @@ Comparison compareMails(IStream* before, IStream* after) {
     compareHeaders(pair.where, old, now, pair.old, pair.now, result);
     compareText(pair, mime::TXT_PLAIN, "plain text", result);
     compareText(pair, mime::TXT_HTML, "HTML", result);
+    if (pair.old.contains(kItemFact) && pair.now.contains(kItemFact)) {
+      compareItems(pair, result);
+    }
     compareAttachments(pair, compareOtherBodies(pair, result), waiting, result);
   }
   return result;

@@ -25,6 +25,7 @@ std::span<const RuleRow> calendarRules();
 std::span<const RuleRow> taskRules();
 std::span<const RuleRow> contactRules();
 std::span<const RuleRow> mailRules();
+std::span<const RuleRow> itemRules();
 
 // The names of rules of several tables.
 inline constexpr std::string_view kUtf8 = "a text that its charset lacks goes out as UTF-8";

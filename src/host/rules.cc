@@ -23,7 +23,8 @@ std::string ruleOf(Place place, const Difference& difference, const Facts& befor
            (row.what == "*" || equalsIgnoreCase(row.what, difference.what)) &&
            (row.condition == nullptr || row.condition(c));
   };
-  for (const auto& table : {headerRules(), messageRules(), calendarRules(), taskRules(), contactRules(), mailRules()}) {
+  for (const auto& table :
+       {headerRules(), messageRules(), calendarRules(), taskRules(), contactRules(), mailRules(), itemRules()}) {
     const auto row = std::find_if(table.begin(), table.end(), fits);
     if (row != table.end()) {
       return std::string(row->rule);

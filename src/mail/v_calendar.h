@@ -108,6 +108,9 @@ class VCalendar : public VBase {
   // These, and behind them the exceptions; `movedFrom` counts in getAllExDates(). An exception without an end lasts as long
   // as its DURATION or the object itself.
   std::vector<RecurrenceDate> getOccurrences() const;
+  // When it occurs first, `count` times by instant: the dates of the rules, or the start without one, but for those that are
+  // excluded, and the extra and moved ones.
+  std::vector<DateTime> getFirstDates(std::size_t count) const;
   // Looks up all excluded dates: many dates are better added at once.
   void addRDate(const RecurrenceDate& date) { addRDates({&date, 1}); }
   void addRDates(std::span<const RecurrenceDate> dates);

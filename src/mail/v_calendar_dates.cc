@@ -1,4 +1,8 @@
 // The dates on which a calendar object repeats, beside its start.
+#include <algorithm>
+#include <iterator>
+#include <set>
+
 #include "mail/v_calendar.h"
 #include "platform/text/text.h"
 
@@ -83,6 +87,35 @@ std::vector<RecurrenceDate> VCalendar::getOccurrences() const {
     dates.push_back(std::move(date));
   }
   return dates;
+}
+
+std::vector<DateTime> VCalendar::getFirstDates(std::size_t count) const {
+  const std::vector<DateTime> exDates = getAllExDates();
+  const ExcludedDates excluded(exDates);
+  const DateTime start = getStart();
+  std::set<DateTime> dates;
+  const auto add = [&](const DateTime& date) {
+    if (!date.isNull() && excluded.find(date) < 0) {
+      dates.insert(date);
+    }
+  };
+  const std::vector<RRule> rules = getRRules();
+  if (rules.empty()) {
+    add(start);
+  }
+  for (const RRule& rule : rules) {
+    const std::size_t most = count + exDates.size();
+    RRuleIterator next = rule.iterate(start, true);
+    for (std::size_t i = 0; i < most && !next.hasEnded() && !start.isNull(); ++i, next.advance()) {
+      add(next.current());
+    }
+  }
+  for (const RecurrenceDate& extra : getOccurrences()) {
+    if (!extra.start.isNull()) {
+      dates.insert(extra.start);
+    }
+  }
+  return {dates.begin(), std::next(dates.begin(), static_cast<std::ptrdiff_t>(std::min(count, dates.size())))};
 }
 
 }  // namespace nalvo::mail

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "diagnostics/hresult_exception.h"
+#include "host/item_comparison.h"
 #include "host/mail_content.h"
 #include "host/msg_file.h"
 #include "host/wire_form.h"
@@ -171,6 +172,7 @@ Outcome toMapi(const Input& input, const std::filesystem::path& planned, const C
   const ComPtr<host::MemoryMessage> message =
       host::readMail(mail, context, options.reproducible ? momentOf(input) : input.modified(), options.trustXMapi, nullptr,
                      &outcome.warnings);
+  host::warnOfChangedSeries(mail.mail.get(), context, outcome.warnings);
   outcome.messageClass = host::messageClassOf(*message);
   // A message file is not written from its start to its end, so that standard output gets it from a file without a name.
   const std::filesystem::path target = toOutput ? std::filesystem::temp_directory_path() / "message.msg" : planned;

@@ -1,16 +1,12 @@
 // Calendar, card and note texts in the form in which the library writes them, and the dates on which they occur.
-#include <algorithm>
 #include <array>
 #include <memory>
-#include <set>
 #include <sstream>
 
 #include "mail/content_sources.h"
 #include "mail/sticky_note.h"
 #include "mail/v_card.h"
-#include "mail/v_event.h"
-#include "mail/v_journal.h"
-#include "mail/v_todo.h"
+#include "mail/v_items.h"
 #include "platform/text/text.h"
 #include "tool/commands.h"
 
@@ -29,22 +25,6 @@ std::string readAll(IStream* file) {
   return text;
 }
 
-// Of the type of the first component that has one; null when there is none.
-std::unique_ptr<VCalendar> calendarFor(const Component& calendar) {
-  for (const Component& child : calendar.children) {
-    if (equalsIgnoreCase(child.name, "VEVENT")) {
-      return std::make_unique<VEvent>();
-    }
-    if (equalsIgnoreCase(child.name, "VTODO")) {
-      return std::make_unique<VTodo>();
-    }
-    if (equalsIgnoreCase(child.name, "VJOURNAL")) {
-      return std::make_unique<VJournal>();
-    }
-  }
-  return nullptr;
-}
-
 std::string dateText(const DateTime& date) {
   if (date.isDateOnly() || date.kind() == DateTime::Kind::Fixed) {
     return date.toString(DateTime::kExtended);
@@ -52,36 +32,10 @@ std::string dateText(const DateTime& date) {
   return date.toString(DateTime::kExtended | DateTime::kLocal) + " " + (date.zone() ? date.zone()->id() : "local time");
 }
 
-// By instant: the dates of the rules without the excluded ones, and the extra and moved ones.
 std::string occurrencesOf(const VCalendar& object, std::size_t count) {
-  const std::vector<DateTime> exDates = object.getAllExDates();
-  const ExcludedDates excluded(exDates);
-  const DateTime start = object.getStart();
-  std::set<DateTime> dates;
-  const auto add = [&](const DateTime& date) {
-    if (!date.isNull() && excluded.find(date) < 0) {
-      dates.insert(date);
-    }
-  };
-  const std::vector<RRule> rules = object.getRRules();
-  if (rules.empty()) {
-    add(start);
-  }
-  for (const RRule& rule : rules) {
-    const std::size_t most = count + exDates.size();
-    RRuleIterator next = rule.iterate(start, true);
-    for (std::size_t i = 0; i < most && !next.hasEnded() && !start.isNull(); ++i, next.advance()) {
-      add(next.current());
-    }
-  }
-  for (const RecurrenceDate& extra : object.getOccurrences()) {
-    if (!extra.start.isNull()) {
-      dates.insert(extra.start);
-    }
-  }
   std::string text;
-  for (auto date = dates.begin(); date != dates.end() && count > 0; ++date, --count) {
-    text.append(dateText(*date)).push_back('\n');
+  for (const DateTime& date : object.getFirstDates(count)) {
+    text.append(dateText(date)).push_back('\n');
   }
   return text;
 }

@@ -1,3 +1,4 @@
+#include "host/item_comparison.h"
 #include "host/json.h"
 #include "host/mail.h"
 #include "host/msg_file.h"
@@ -77,9 +78,13 @@ Outcome show(const Input& input, const ShowOptions& options) {
   const auto context = std::make_shared<host::HostContext>();
   Outcome outcome;
   const ComPtr<IStream> file = input.open();
+  const bool isMail = !host::isMsg(file.get());
   const ComPtr<host::MemoryMessage> message =
-      host::isMsg(file.get()) ? host::readMsg(file.get(), context, &outcome.warnings)
-                              : host::readMail(file.get(), context, input.modified(), nullptr, &outcome.warnings);
+      isMail ? host::readMail(file.get(), context, input.modified(), nullptr, &outcome.warnings)
+             : host::readMsg(file.get(), context, &outcome.warnings);
+  if (isMail) {
+    host::warnOfChangedSeries(file.get(), context, outcome.warnings);
+  }
   const Json json = host::toJson(*message, options.full, true);
   outcome.messageClass = json["messageClass"].get<std::string>();
   if (options.json) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "host/host_context.h"
 #include "streams/stream_utils.h"
 
@@ -237,6 +239,53 @@ TEST(MailComparison, KnowsAnItemThatWasAFile) {
       mailOf(head + "Content-Type: message/rfc822; name=a.ics\n\nContent-Type: text/calendar\n\nx\n--b--\n").get());
   EXPECT_TRUE(result.whole());
   EXPECT_EQ(result.explained.size(), 2U);  // content and type
+}
+
+// A calendar is written anew with every trip, so what it says counts.
+TEST(MailComparison, TellsWhatAnItemSaysOtherwise) {
+  struct Case {
+    const char* why;
+    const char* before;
+    const char* after;
+    const char* what;  // null: nothing
+    bool explained;
+  };
+  const Case cases[] = {
+      {"other text of the same", "DTSTART:20240506T090000Z\nSUMMARY:a", "SUMMARY:a\nDTSTART:20240506T090000Z\nX-NEW:1",
+       nullptr, true},
+      {"the same dates by other words", "DTSTART:20240506T090000Z\nRRULE:FREQ=MONTHLY;COUNT=3",
+       "DTSTART:20240506T090000Z\nRRULE:FREQ=MONTHLY;COUNT=3;BYMONTHDAY=6", nullptr, true},
+      {"a summary", "DTSTART:20240506T090000Z\nSUMMARY:a", "DTSTART:20240506T090000Z", "calendar summary", false},
+      {"a place", "DTSTART:20240506T090000Z\nLOCATION:a", "DTSTART:20240506T090000Z", "calendar place", false},
+      {"another end", "DTSTART:20240506T090000Z\nDTEND:20240506T100000Z", "DTSTART:20240506T090000Z\nDTEND:20240506T110000Z",
+       "calendar end", false},
+      {"a day of a week", "DTSTART:20240506T090000Z\nRRULE:FREQ=WEEKLY;BYDAY=MO,WE;COUNT=4",
+       "DTSTART:20240506T090000Z\nRRULE:FREQ=WEEKLY;BYDAY=MO;COUNT=4", "calendar dates", false},
+      {"a date that was excluded", "DTSTART:20240506T090000Z\nRRULE:FREQ=DAILY;COUNT=4\nEXDATE:20240507T090000Z",
+       "DTSTART:20240506T090000Z\nRRULE:FREQ=DAILY;COUNT=4", "calendar dates", false},
+      {"two weekdays of a month", "DTSTART:20240506T090000Z\nRRULE:FREQ=MONTHLY;BYDAY=1MO,3MO",
+       "DTSTART:20240506T090000Z\nRRULE:FREQ=MONTHLY;BYMONTHDAY=6", "calendar dates", true},
+      {"each hour", "DTSTART:20240506T090000Z\nRRULE:FREQ=HOURLY", "DTSTART:20240506T090000Z", "calendar dates", true},
+      {"more dates", "DTSTART:20240506T090000Z\nRDATE:20240601T090000Z", "DTSTART:20240506T090000Z", "calendar dates", true},
+  };
+  const auto calendar = [](const std::string& lines) {
+    return mailOf("Content-Type: text/calendar\n\nBEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:1\n" + lines +
+                  "\nEND:VEVENT\nEND:VCALENDAR\n");
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    const host::Comparison result = host::compareMails(calendar(c.before).get(), calendar(c.after).get());
+    EXPECT_EQ(result.whole(), c.explained);
+    std::set<std::string> told;
+    for (const auto* list : {&result.explained, &result.lost, &result.changed, &result.added}) {
+      for (const host::Difference& difference : *list) {
+        told.insert(difference.what);
+      }
+    }
+    told.erase("body text/calendar");
+    EXPECT_EQ(told.contains(c.what == nullptr ? "" : c.what), c.what != nullptr);
+    EXPECT_LE(told.size(), c.what == nullptr ? 0U : 1U);
+  }
 }
 
 TEST(MailComparison, FindsBodiesThatAreNeitherTextNorAttachment) {

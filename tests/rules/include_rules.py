@@ -15,7 +15,7 @@ MAY_INCLUDE = {
     "mail": {"platform", "diagnostics", "streams", "text"},
     "frame": {"platform", "diagnostics", "streams", "mime", "properties", "text"},
     "convert": {"platform", "diagnostics", "streams", "mime", "properties", "text", "mail", "frame"},
-    "host": {"platform", "diagnostics", "streams", "mime", "properties"},
+    "host": {"platform", "diagnostics", "streams", "mail", "mime", "properties"},
     "tool": {"platform", "diagnostics", "host", "mail"},
 }
 # mail/ knows nothing of MAPI.

@@ -104,6 +104,17 @@ class Batch(unittest.TestCase):
         self.assertEqual([p["PR_MESSAGE_CLASS"] for p in properties(*[self.path / "out" / f for f in self.made()])],
                          8 * ["IPM.Appointment"] + 2 * ["IPM.Contact"])
 
+    def test_dates_that_no_pattern_holds_are_told(self):
+        series = "BEGIN:VEVENT\nUID:1\nDTSTART:20240506T090000Z\nDTEND:20240506T100000Z\nRRULE:{}\nEND:VEVENT\n"
+        self.given("in/odd.ics", series.format("FREQ=MONTHLY;BYDAY=1MO,3MO"))
+        self.given("in/plain.ics", series.format("FREQ=MONTHLY;BYDAY=1MO"))
+        for verb in (["to-mapi", "-o", self.path / "out"], ["show"]):
+            done = run(*verb, self.path / "in")
+            self.assertEqual(done.returncode, 0)
+            self.assertEqual(done.stderr.count(b": warning: "), 1, done.stderr)
+            self.assertIn(b"odd.ics: warning: message: its series has dates that a recurrence pattern can't hold; "
+                          b"2024-05-20T09:00:00Z is left out\n", done.stderr)
+
     def test_what_can_not_be_read_fails_alone(self):
         self.given("in/good.eml", "Subject: x\n\n")
         self.given("in/empty.eml", "")

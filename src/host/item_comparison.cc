@@ -1,0 +1,265 @@
+#include "host/item_comparison.h"
+
+#include <algorithm>
+#include <iterator>
+#include <memory>
+#include <set>
+#include <utility>
+
+#include "diagnostics/hresult_exception.h"
+#include "host/mail.h"
+#include "host/mime_walk.h"
+#include "mail/calendar.h"
+#include "mail/content_sources.h"
+#include "mail/time_zone.h"
+#include "mail/v_card.h"
+#include "mail/v_event.h"
+#include "mail/v_items.h"
+#include "mail/v_text.h"
+#include "mime/mime_utils.h"
+#include "platform/text/text.h"
+#include "streams/stream_utils.h"
+
+namespace nalvo::host {
+namespace {
+
+using mail::VCalendar;
+using mail::VCard;
+
+constexpr SourceFile kSource{".\\ItemComparison"};
+
+// What it says by what that is called, and what rules may ask.
+struct Told {
+  std::vector<std::pair<const char*, std::string>> rows = {};
+  Facts facts = {};
+};
+
+// As many dates as people look ahead.
+constexpr std::size_t kDates = 100;
+
+std::string joined(const std::vector<std::string>& texts) {
+  std::string all;
+  for (const std::string& text : texts) {
+    all.append(all.empty() || text.empty() ? "" : "; ").append(text);
+  }
+  return all;
+}
+
+std::string textOf(const mail::DateTime& date) {
+  return date.isNull()       ? std::string()
+         : date.isDateOnly() ? date.toString(mail::DateTime::kExtended)
+                             : mail::DateTime(date.seconds()).toString(mail::DateTime::kExtended);
+}
+
+constexpr int kInEachMonth = 28;
+
+bool isPlace(int ordinal) { return (ordinal >= 1 && ordinal <= 4) || ordinal == -1; }
+bool isPlain(const std::vector<int>& weekdays) {
+  return std::all_of(weekdays.begin(), weekdays.end(), [](int day) { return mail::ordinalOf(day) == 0; });
+}
+
+// One day of each month: of its number, or of a weekday and place.
+bool isOneDay(const mail::RRule& rule) {
+  const std::vector<int>& days = rule.by[mail::kMonthDay];
+  const std::vector<int>& weekdays = rule.by[mail::kWeekday];
+  if (weekdays.empty()) {
+    return rule.bySetPos.empty() && (days.empty() || (days.size() == 1 && days[0] > 0 && days[0] <= kInEachMonth));
+  }
+  return days.empty() &&
+         (isPlain(weekdays) ? rule.bySetPos.size() == 1 && isPlace(rule.bySetPos[0])
+                            : weekdays.size() == 1 && rule.bySetPos.empty() && isPlace(mail::ordinalOf(weekdays[0])));
+}
+
+// A recurrence pattern has no place for other rules.
+bool isHeldByPattern(const mail::RRule& rule) {
+  for (const mail::DateField field : {mail::kWeek, mail::kYearDay, mail::kHour, mail::kMinute, mail::kSecond}) {
+    if (!rule.by[field].empty()) {
+      return false;
+    }
+  }
+  const std::vector<int>& months = rule.by[mail::kMonth];
+  const std::vector<int>& weekdays = rule.by[mail::kWeekday];
+  switch (rule.freq) {
+    case mail::kDaily:
+    case mail::kWeekly:
+      return months.empty() && rule.by[mail::kMonthDay].empty() && rule.bySetPos.empty() && isPlain(weekdays);
+    case mail::kMonthly:
+      return months.empty() && isOneDay(rule);
+    case mail::kYearly:
+      return months.size() <= 1 && isOneDay(rule) && (weekdays.empty() || months.size() == 1);
+    default:
+      return false;
+  }
+}
+
+bool isAtClockOf(const mail::DateTime& start, const mail::DateTime& date) {
+  const mail::calendar::Fields wall = date.wallClock(), own = start.wallClock();
+  return date.zone() && start.zone() && date.zone()->id() == start.zone()->id() && wall.hour == own.hour &&
+         wall.minute == own.minute;
+}
+
+// One rule, from a day that each month has, and no dates beside it but those that stand for others. Excluded dates are those
+// of the rule to the minute.
+bool isHeldByPattern(const VCalendar& object) {
+  const std::vector<mail::RRule> rules = object.getRRules();
+  const std::vector<mail::RecurrenceDate> more = object.getOccurrences();
+  const std::vector<mail::DateTime> excluded = object.getAllExDates();
+  const mail::DateTime start = object.getStart();
+  return rules.size() <= 1 && (rules.empty() || (isHeldByPattern(rules.front()) && start.wallClock().day <= kInEachMonth)) &&
+         std::all_of(more.begin(), more.end(), [](const auto& date) { return date.movedFrom >= 0; }) &&
+         std::all_of(excluded.begin(), excluded.end(), [&start](const mail::DateTime& date) {
+           return date.isDateOnly() || (date.seconds() - start.seconds()) % mail::calendar::kDay == 0 ||
+                  isAtClockOf(start, date);
+         });
+}
+
+// Rules that step by less than a day, or many of them, tell themselves: their dates may be dear, and none is kept.
+std::string datesOf(const VCalendar& object) {
+  constexpr std::size_t kMostRules = 4;
+  std::vector<mail::RRule> rules = object.getRRules();
+  std::vector<std::string> texts;
+  if (rules.size() > kMostRules ||
+      std::any_of(rules.begin(), rules.end(), [](const mail::RRule& rule) { return rule.freq > mail::kDaily; })) {
+    rules.resize(std::min(rules.size(), kMostRules));
+    std::transform(rules.begin(), rules.end(), std::back_inserter(texts), [](const auto& rule) { return rule.toString(); });
+  } else {
+    const std::vector<mail::DateTime> dates = object.getFirstDates(kDates);
+    std::transform(dates.begin(), dates.end(), std::back_inserter(texts), [](const auto& date) { return textOf(date); });
+  }
+  return joined(texts);
+}
+
+Told calendarTold(const VCalendar& object) {
+  Told told;
+  told.rows = {{"calendar summary", collapseBlanks(object.getSummary())},
+               {"calendar place", collapseBlanks(object.getLocation())},
+               {"calendar start", textOf(object.getStart())},
+               {"calendar dates", datesOf(object)}};
+  if (const auto* event = dynamic_cast<const mail::VEvent*>(&object)) {
+    told.rows.emplace_back("calendar end", textOf(event->getEffectiveEnd()));
+  }
+  told.facts.emplace(kCalendarTypeFact, object.getType());
+  if (!isHeldByPattern(object)) {
+    told.facts.emplace(kFreeSeriesFact, "yes");
+  }
+  return told;
+}
+
+std::string textOf(const mail::Address& address) {
+  return joined({address.poBox, address.street, address.city, address.region, address.postalCode, address.country});
+}
+
+Told cardTold(const VCard& card) {
+  std::vector<std::string> emails;
+  for (const mail::Email& email : card.getEmails()) {
+    emails.push_back(email.address);
+  }
+  constexpr mail::Duration kHalfDay(mail::calendar::kDay / 2);
+  const mail::DateTime birthday = card.getBirthday();
+  return {{{"card name", joined({card.getFamilyName(), card.getGivenName(), card.getAdditionalName(), card.getPrefix(),
+                                 card.getSuffix()})},
+           {"card e-mail", joined(emails)},
+           {"card home address", textOf(card.getHomeAddress())},
+           {"card work address", textOf(card.getWorkAddress())},
+           {"card company", card.getCompany()},
+           {"card birthday", birthday.isNull() ? std::string() : textOf((birthday + kHalfDay).makeDateOnly())}}};
+}
+
+// A body that can be read anew.
+class ItemBody {
+ public:
+  ItemBody(mime::IMimeMessage* mail, mime::HBODY handle) {
+    ComPtr<mime::IMimeBody> body;
+    checkHResult(mail->BindToObject(handle, mime::IMimeBody::kIid, body.putVoid()), kSource.at("host::compareItems"));
+    checkHResult(body->GetData(mime::IET_BINARY, data_.put()), kSource.at("host::compareItems"));
+    ScopedPropVariant charset(VT_LPSTR);
+    if (succeeded(body->GetProp("par:content-type:charset", 0, &charset)) && charset.pszVal != nullptr) {
+      charset_ = charset.pszVal;
+    }
+  }
+
+  template <typename Object>
+  bool readInto(Object& object) const {
+    streamUtils::rewind(data_.get());
+    return object.read(data_.get(), charset_);
+  }
+  mail::Component component() const {
+    streamUtils::rewind(data_.get());
+    mail::vcWinIStreamLex lexer(data_.get(), charset_);
+    mail::Component component;
+    component.read(lexer, "VCALENDAR");
+    return component;
+  }
+
+ private:
+  ComPtr<IStream> data_;
+  std::string charset_;
+};
+
+// Of the first body that is a calendar or a card.
+Told toldIn(mime::IMimeMessage* mail) {
+  for (const mime::HBODY handle : bodiesOf(mail)) {
+    if (MimeUtils::isBodyAttachment(mail, handle)) {
+      continue;
+    }
+    if (mail->IsContentType(handle, "text", "calendar") == S_OK) {
+      const ItemBody body(mail, handle);
+      const std::unique_ptr<VCalendar> object = mail::calendarFor(body.component());
+      return object && body.readInto(*object) ? calendarTold(*object) : Told();
+    }
+    if (mail->IsContentType(handle, "text", "vcard") == S_OK || mail->IsContentType(handle, "text", "x-vcard") == S_OK) {
+      VCard card;
+      return ItemBody(mail, handle).readInto(card) ? cardTold(card) : Told();
+    }
+  }
+  return {};
+}
+
+std::string_view rowOf(const Told& told, std::string_view what) {
+  const auto isIt = [what](const auto& row) { return what == row.first; };
+  const auto found = std::find_if(told.rows.begin(), told.rows.end(), isIt);
+  return found == told.rows.end() ? std::string_view() : std::string_view(found->second);
+}
+
+// The first item of a list that another one lacks.
+std::string firstMissing(const std::string& list, const std::string& other) {
+  const std::vector<std::string_view> items = mail::split(list, ";"), others = mail::split(other, ";");
+  std::set<std::string_view> known;
+  std::transform(others.begin(), others.end(), std::inserter(known, known.end()), [](auto item) { return trim(item); });
+  const auto found =
+      std::find_if(items.begin(), items.end(), [&known](std::string_view item) { return !known.contains(trim(item)); });
+  return found == items.end() ? std::string() : std::string(trim(*found));
+}
+
+}  // namespace
+
+void compareItems(const MailPair& pair, Comparison& result) {
+  const Told before = toldIn(pair.before.get()), after = toldIn(pair.after.get());
+  Facts old = pair.old;
+  old.insert(before.facts.begin(), before.facts.end());
+  for (const auto& [what, from] : before.rows) {
+    const std::string to(rowOf(after, what));
+    if (from == to) {
+      result.noteSame();
+    } else {
+      result.note(Place::Mail, {pair.where, what, from, to, {}}, old, pair.now);
+    }
+  }
+}
+
+void warnOfChangedSeries(IStream* mail, const HostContextPtr& context, std::vector<std::string>& warnings) {
+  const Told before = toldIn(loadMail(mail).get());
+  if (!before.facts.contains(kFreeSeriesFact)) {
+    return;
+  }
+  const ComPtr<MemoryMessage> message = readMail(mail, context, FILETIME{}, nullptr);
+  const Told after = toldIn(loadMail(writeMail(message.get(), MailForm::Wire, nullptr).mail.get()).get());
+  const std::string dates(rowOf(before, "calendar dates")), kept(rowOf(after, "calendar dates"));
+  const std::string left = firstMissing(dates, kept), added = firstMissing(kept, dates);
+  if (!left.empty() || !added.empty()) {
+    warnings.push_back("message: its series has dates that a recurrence pattern can't hold; " +
+                       (left.empty() ? added + " is added" : left + " is left out"));
+  }
+}
+
+}  // namespace nalvo::host
