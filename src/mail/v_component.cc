@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "mail/v_text.h"
+
 namespace nalvo::mail {
 namespace {
 
@@ -16,6 +18,12 @@ auto findNamed(Items& items, std::string_view name) {
 
 bool holds(const std::vector<std::string>& values, std::string_view wanted) {
   return std::any_of(values.begin(), values.end(), [&](const auto& value) { return equalsIgnoreCase(value, wanted); });
+}
+
+// Newer cards quote the whole list: TYPE="work,voice".
+bool listHolds(std::string_view list, std::string_view wanted) {
+  const std::vector<std::string_view> items = split(list, ",");
+  return std::any_of(items.begin(), items.end(), [wanted](auto item) { return equalsIgnoreCase(trim(item), wanted); });
 }
 
 Param& getOrAdd(std::vector<Param>& params, std::string_view name) {
@@ -85,7 +93,7 @@ bool PropertyValue::hasType(std::string_view type) const {
     if (isName) {
       inType = equalsIgnoreCase(item, "TYPE");
     }
-    if ((isName || inType) && !type.empty() && equalsIgnoreCase(item, type)) {
+    if ((isName || inType) && !type.empty() && listHolds(item, type)) {
       return true;
     }
     onlyPreferred = onlyPreferred && (isName || !inType || equalsIgnoreCase(item, "PREF"));

@@ -92,6 +92,8 @@ TEST(VCard, TellsKindsOfTelephonesByTheirTypes) {
   const std::pair<const char*, TelKind> kCases[] = {
       {";TYPE=WORK,FAX", TelKind::BusinessFax},
       {";FAX;WORK", TelKind::BusinessFax},
+      {";TYPE=\"work, voice\"", TelKind::Business},
+      {";TYPE=\"fax,work\",PREF", TelKind::BusinessFax},
       {";TYPE=fax,home,pref", TelKind::HomeFax},
       {";TYPE=FAX,CELL", TelKind::OtherFax},
       {";TYPE=PREF,WORK", TelKind::Business},
