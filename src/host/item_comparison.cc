@@ -149,6 +149,20 @@ std::string textOf(const mail::Address& address) {
   return joined({address.poBox, address.street, address.city, address.region, address.postalCode, address.country});
 }
 
+// Those that a contact has a place for: two of home and work, one of each other kind.
+std::string telephonesOf(const VCard& card) {
+  std::vector<std::string> numbers;
+  for (int kind = 0; kind <= static_cast<int>(mail::TelKind::TtyTdd); ++kind) {
+    const auto of = static_cast<mail::TelKind>(kind);
+    numbers.push_back(card.getTel(of).number);
+    if (of == mail::TelKind::Home || of == mail::TelKind::Business) {
+      numbers.push_back(card.getTel(of, 1).number);
+    }
+  }
+  std::erase(numbers, std::string());
+  return joined(numbers);
+}
+
 Told cardTold(const VCard& card) {
   std::vector<std::string> emails;
   for (const mail::Email& email : card.getEmails()) {
@@ -161,7 +175,12 @@ Told cardTold(const VCard& card) {
            {"card e-mail", joined(emails)},
            {"card home address", textOf(card.getHomeAddress())},
            {"card work address", textOf(card.getWorkAddress())},
+           {"card telephones", telephonesOf(card)},
+           {"card other address", textOf(card.getOtherAddress())},
            {"card company", card.getCompany()},
+           {"card department", card.getDepartment()},
+           {"card title", card.getTitle()},
+           {"card note", collapseBlanks(card.getNote())},
            {"card birthday", birthday.isNull() ? std::string() : textOf((birthday + kHalfDay).makeDateOnly())}}};
 }
 
