@@ -16,6 +16,7 @@
 #include "mail/v_event.h"
 #include "mail/v_items.h"
 #include "mail/v_text.h"
+#include "mail/v_todo.h"
 #include "mime/mime_utils.h"
 #include "platform/text/text.h"
 #include "streams/stream_utils.h"
@@ -138,6 +139,16 @@ Told calendarTold(const VCalendar& object) {
   if (const auto* event = dynamic_cast<const mail::VEvent*>(&object)) {
     told.rows.emplace_back("calendar end", textOf(event->getEffectiveEnd()));
   }
+  if (const auto* todo = dynamic_cast<const mail::VTodo*>(&object)) {
+    told.rows.emplace_back("calendar due", textOf(todo->getDue()));
+    told.rows.emplace_back("calendar completed", textOf(todo->getCompletedDate()));
+    told.rows.emplace_back("calendar percent", std::to_string(todo->getPercentComplete()));
+    told.rows.emplace_back("calendar status", std::to_string(todo->getStatus()));
+  }
+  told.rows.emplace_back("calendar text", collapseBlanks(object.getDescription()));
+  told.rows.emplace_back("calendar categories", joined(object.getCategories()));
+  told.rows.emplace_back("calendar priority", std::to_string(object.getPriority()));
+  told.rows.emplace_back("calendar class", std::to_string(static_cast<int>(object.getClass())));
   told.facts.emplace(kCalendarTypeFact, object.getType());
   if (!isHeldByPattern(object)) {
     told.facts.emplace(kFreeSeriesFact, "yes");

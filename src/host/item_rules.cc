@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "host/rule_rows.h"
+#include "mail/v_base.h"
 #include "platform/text/text.h"
 
 namespace nalvo::host {
@@ -11,6 +12,11 @@ constexpr std::size_t kMostEmails = 3;
 
 bool isMidnightOfDay(const Case& c) { return c.difference.after == c.difference.before + "T00:00:00Z"; }
 bool isFreeSeries(const Case& c) { return !c.was(kFreeSeriesFact).empty(); }
+bool isDegree(const Case& c) { return c.difference.after == "1" || c.difference.after == "5" || c.difference.after == "9"; }
+bool isConfidential(const Case& c) {
+  return c.difference.before == std::to_string(static_cast<int>(mail::Privacy::Confidential)) &&
+         c.difference.after == std::to_string(static_cast<int>(mail::Privacy::Private));
+}
 bool isNoEvent(const Case& c) { return c.was(kCalendarTypeFact) != "VEVENT"; }
 bool isJournal(const Case& c) { return c.was(kCalendarTypeFact) == "VJOURNAL"; }
 
@@ -45,6 +51,9 @@ constexpr RuleRow kRules[] = {
     {Place::Mail, Kind::Changed, "calendar dates", isMidnightOfDay, kNoWholeDay},
     {Place::Mail, Kind::Added, "calendar summary", nullptr, "an item without a summary takes the subject"},
     {Place::Mail, Kind::Added, "calendar end", nullptr, "an event without an end gets one"},
+    {Place::Mail, Kind::Changed, "calendar priority", isDegree, "priority has three degrees"},
+    {Place::Mail, Kind::Changed, "calendar class", isConfidential, "an item is private or not"},
+    {Place::Mail, Kind::Added, "calendar completed", nullptr, "a task that is done has a day on which it was"},
     {Place::Mail, Kind::Lost, "calendar place", isNoEvent, "only an appointment has a place"},
     {Place::Mail, Kind::Any, "card e-mail", keepsThreeAddresses, "a contact has three addresses of mail"},
 };
