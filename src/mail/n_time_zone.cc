@@ -9,8 +9,10 @@
 #include <utility>
 
 #include "mail/calendar.h"
+#include "mail/zone_ids.h"
 #include "mail/zone_tables.h"
 #include "platform/text/text.h"
+#include "platform/time/zone_names.h"
 
 namespace nalvo::mail {
 namespace {
@@ -227,7 +229,29 @@ std::shared_ptr<const NTimeZone> NTimeZone::byTzId(std::string_view id) {
     slash = id.rfind('/', slash - 1);
     zone = byId(id.substr(slash + 1));
   }
-  return zone;
+  if (!zone) {
+    zone = byId(tzNameOfWindowsZone(id));
+  }
+  return zone ? zone : byOffsetId(id);
+}
+
+// The zone of Windows at that offset that has one of the places; else the offset itself, all the year.
+std::shared_ptr<const NTimeZone> NTimeZone::byOffsetId(std::string_view id) {
+  const std::optional<OffsetId> told = readOffsetId(id);
+  if (!told) {
+    return nullptr;
+  }
+  for (const std::shared_ptr<const NTimeZone>& zone : getSummaries()) {
+    if (zone->observances().front().offsetTo == told->offset && sharePlace(zone->id(), told->name)) {
+      return zone;
+    }
+  }
+  Observance always;
+  always.kind = Observance::Kind::Standard;
+  always.dtstart = DateTime(1);
+  always.offsetFrom = told->offset;
+  always.offsetTo = told->offset;
+  return std::make_shared<const NTimeZone>(std::string(id), std::vector<Observance>{always});
 }
 
 std::shared_ptr<const NTimeZone> NTimeZone::utc() {

@@ -49,7 +49,9 @@ class NTimeZone final : public TimeZone {
   // The zone of exactly that name without regard to case, first among the names of the tz database, renamed ones included.
   // Null when there is none.
   static std::shared_ptr<const NTimeZone> byId(std::string_view id);
-  // The same for a TZID; one that begins with "/" may have the registry of its name in front ("/a.org/1/Europe/Prague").
+  // The same for a TZID. One that begins with "/" may have the registry of its name in front ("/a.org/1/Europe/Prague"); it
+  // may be a name of Windows ("W. Europe Standard Time"), or tell its offset and places ("(UTC+10:00) Canberra, Sydney"). A
+  // zone of that offset alone is made when no place is known.
   static std::shared_ptr<const NTimeZone> byTzId(std::string_view id);
   static std::shared_ptr<const NTimeZone> utc();
   // The first zone of getSummaries() that has the machine's offset now, on 1 February and on 1 July of this year. Not valid
@@ -63,6 +65,7 @@ class NTimeZone final : public TimeZone {
 
  private:
   explicit NTimeZone(const ZoneRecord& record);
+  static std::shared_ptr<const NTimeZone> byOffsetId(std::string_view id);
 
   using Table = std::vector<std::shared_ptr<const NTimeZone>>;
   static Table makeTable(std::span<const ZoneRecord> records);

@@ -284,6 +284,15 @@ TEST(NTimeZone, IsFoundByName) {
   EXPECT_EQ(NTimeZone::byId("asia/kolkata"), NTimeZone::byId("Asia/Calcutta"));
   EXPECT_EQ(NTimeZone::byTzId("/a.org/x/America/Argentina/Ushuaia")->id(), "America/Argentina/Ushuaia");
   EXPECT_EQ(NTimeZone::byTzId("/Europe/Kyiv")->id(), "Europe/Kiev");
+  EXPECT_EQ(NTimeZone::byTzId("W. Europe Standard Time")->id(), "Europe/Berlin");
+  EXPECT_EQ(NTimeZone::byTzId("eastern standard time"), nullptr);  // names of Windows are told as they are
+  EXPECT_EQ(NTimeZone::byTzId("(UTC-05:00) Eastern Time (US and Canada)")->id(), "Eastern Time (US & Canada)");
+  EXPECT_EQ(NTimeZone::byTzId("(GMT+01.00) Rome/Berlin/Vienna")->getOffsetAt(1'183'248'000).seconds(), 7200);
+  EXPECT_EQ(NTimeZone::byTzId("(UTC+02:00) Atlantis")->getOffsetAt(1'183'248'000).seconds(), 7200);
+  EXPECT_EQ(NTimeZone::byTzId("(GMT -09:30)")->getOffsetAt(0).seconds(), -34200);
+  EXPECT_EQ(NTimeZone::byTzId("utc+1")->id(), "utc+1");
+  EXPECT_EQ(NTimeZone::byTzId("(UTC+15:00)"), nullptr);
+  EXPECT_EQ(NTimeZone::byTzId("(GMT+01:00"), nullptr);
   for (const char* unknown : {"a.org/Europe/Prague", "/a.org/Mars", "/", "//", ""}) {
     EXPECT_EQ(NTimeZone::byTzId(unknown), nullptr) << unknown;
   }
