@@ -60,19 +60,4 @@ bool vcWinIStreamLex::readLine() {
   return !line_.empty();
 }
 
-std::string rereadValue(std::string_view text) {
-  std::string line = "X:";
-  foldValue(text, line, false);
-  line.append("\r\n");
-  std::string_view rest = line;
-  NStream source([&rest](char* buffer, std::size_t room) {
-    const std::size_t count = rest.copy(buffer, room);
-    rest.remove_prefix(count);
-    return count;
-  });
-  vcNStreamLex lexer(source, {});
-  std::string name, value;
-  return lexer.readName(name) && lexer.readValue(value, false, false) ? value : std::string();
-}
-
 }  // namespace nalvo::mail

@@ -63,8 +63,4 @@ class vcWinIStreamLex final : public vcLex {
   std::size_t end_ = 0;
 };
 
-// What a text is after it was written by foldValue and read again: blanks in front go, what looks like an encoded word is
-// decoded, carriage returns go.
-std::string rereadValue(std::string_view text);
-
 }  // namespace nalvo::mail

@@ -142,4 +142,8 @@ class Component {
   FoldedIndex index_;
 };
 
+// What the text of a value is after it was written and read again: blanks in front go, what looks like an encoded word is
+// decoded, carriage returns go, and separators alone are nothing.
+std::string rereadValue(std::string_view text);
+
 }  // namespace nalvo::mail

@@ -3,7 +3,7 @@
 #include <unordered_set>
 #include <utility>
 
-#include "mail/content_lines.h"
+#include "mail/content_sources.h"
 #include "mail/v_component.h"
 #include "text/charset_names.h"
 
@@ -271,6 +271,26 @@ std::string collectText(const std::function<void(const Sink&)>& print) {
     });
   }
   return text;
+}
+
+std::string rereadValue(std::string_view text) {
+  PropertyValue whole;
+  whole.text = text;
+  if (whole.isEmptyValue()) {
+    return {};
+  }
+  std::string line = "X:";
+  foldValue(text, line, false);
+  line.append("\r\n");
+  std::string_view rest = line;
+  NStream source([&rest](char* buffer, std::size_t room) {
+    const std::size_t count = rest.copy(buffer, room);
+    rest.remove_prefix(count);
+    return count;
+  });
+  vcNStreamLex lexer(source, {});
+  std::string name, value;
+  return lexer.readName(name) && lexer.readValue(value, false, false) ? value : std::string();
 }
 
 }  // namespace nalvo::mail

@@ -51,7 +51,10 @@ void ContactConvert::convertMimeToMapi() {
   }
   setULongIfMissing(tagOf(named::kSideEffects), kSideEffects);
   createPhoto();
-  setUtf8(PR_DISPLAY_NAME, object().getFn());
+  // A name that no card holds isn't made anew from its parts.
+  if (!isRestored(PR_DISPLAY_NAME, object().getProperty("FN"))) {
+    setUtf8(PR_DISPLAY_NAME, object().getFn());
+  }
   setTexts();
   setDays();
   setPhones();

@@ -1,6 +1,5 @@
 #include "convert/groupware/fragile_text.h"
 
-#include "mail/content_sources.h"
 #include "mail/v_card.h"
 
 namespace nalvo::detail {
@@ -29,8 +28,10 @@ std::string withoutBareReturns(std::string text) {
 
 bool isFragile(std::string_view text) {
   constexpr std::string_view kWordStart = "=?";
-  return text.starts_with(' ') || text.starts_with('\t') || text.find(kWordStart) != std::string_view::npos ||
-         hasBareReturn(text);
+  // Separators alone aren't written.
+  const bool isEmptyValue = !text.empty() && text.find_first_not_of(';') == std::string_view::npos;
+  return isEmptyValue || text.starts_with(' ') || text.starts_with('\t') ||
+         text.find(kWordStart) != std::string_view::npos || hasBareReturn(text);
 }
 
 std::string rereadText(std::string_view text) { return mail::rereadValue(withoutBareReturns(std::string(text))); }

@@ -213,6 +213,8 @@ class GroupwareBaseConvertHelper : public MessageConvert {
 
   // Leaves a text alone that came back in the annotations, if this is what became of it.
   void setUtf8(ULONG tag, std::string_view text) const;
+  // Whether the property holds what came beside the text and is what `text` once was, so that it stays.
+  bool isRestored(ULONG tag, std::string_view text) const;
   // What is empty leaves the property alone.
   void setUtf8IfNotEmpty(ULONG tag, std::string_view text) const;
   // PR_BODY, and the rich text that is made of it.

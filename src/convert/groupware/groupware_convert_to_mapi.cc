@@ -89,15 +89,19 @@ void GroupwareBaseConvertHelper::findAndLoadGroupwareBody(const GroupwareBody& t
   }
 }
 
-void GroupwareBaseConvertHelper::setUtf8(ULONG tag, std::string_view text) const {
-  if (exists(tag)) {
-    const std::string restored =
-        tag == PR_BODY ? detail::getUtf8Text(data().getMapiMessage(), data().getAllocator()) : wideToUtf8(getUnicode(tag));
-    if (detail::isFragile(restored) && detail::rereadText(restored) == text) {
-      return;
-    }
+bool GroupwareBaseConvertHelper::isRestored(ULONG tag, std::string_view text) const {
+  if (!exists(tag)) {
+    return false;
   }
-  MapiPropUtils::setUtf8(data().getMapiMessage(), tag, text);
+  const std::string restored =
+      tag == PR_BODY ? detail::getUtf8Text(data().getMapiMessage(), data().getAllocator()) : wideToUtf8(getUnicode(tag));
+  return detail::isFragile(restored) && detail::rereadText(restored) == text;
+}
+
+void GroupwareBaseConvertHelper::setUtf8(ULONG tag, std::string_view text) const {
+  if (!isRestored(tag, text)) {
+    MapiPropUtils::setUtf8(data().getMapiMessage(), tag, text);
+  }
 }
 
 void GroupwareBaseConvertHelper::setUtf8IfNotEmpty(ULONG tag, std::string_view text) const {
