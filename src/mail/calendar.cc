@@ -124,7 +124,10 @@ int weekOf(const Fields& fields, int weekStart) {
     return (fields.yearDay - 1 + first) / 7 + 1;
   }
   if (fields.month == 1 && fields.day <= 7 - first) {
-    return weekOf(gmtime(timegm({fields.year - 1, 12, 31, 0, 0, 0, 0, 0})), weekStart);
+    // Also ahead of the first year of the calendar, where no instant lies.
+    Fields last{fields.year - 1, 12, 31};
+    last.yearDay = daysOfYear(last.year);
+    return weekOf(last, weekStart);
   }
   return (fields.yearDay - 1 + first) / 7;
 }

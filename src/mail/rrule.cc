@@ -296,12 +296,14 @@ std::string RRule::toString() const {
     return text;
   }
   text.append(kFrequencies[freq]);
-  if (!xUntil.isNull()) {
-    text.append(";X-UNTIL=").append(xUntil.toString());
-  }
-  if (!until.isNull()) {
-    text.append(";UNTIL=").append(until.toString());
-  } else if (count >= 1) {
+  // A date beyond the year 9999 has no text, and ends nothing that people see.
+  const auto writeDate = [&text](const char* name, const DateTime& date) {
+    const std::string when = date.isNull() ? std::string() : date.toString();
+    text.append(when.empty() ? "" : name).append(when);
+    return !when.empty();
+  };
+  writeDate(";X-UNTIL=", xUntil);
+  if (!writeDate(";UNTIL=", until) && count >= 1) {
     text.append(";COUNT=").append(std::to_string(count));
   }
   if (interval > 1) {

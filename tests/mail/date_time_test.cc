@@ -33,10 +33,12 @@ TEST(CalendarArithmetic, AgreesWithTheStandardLibraryFor800Years) {
     ASSERT_EQ(fields.yearDay, (day - newYear).count() + 1) << seconds;
     ASSERT_EQ(fields.hour * 10000 + fields.minute * 100 + fields.second, 235959) << seconds;
     ASSERT_EQ(calendar::timegm(fields), seconds + 86399);
-    // By ISO 8601 the week is that of the year in which its Thursday lies.
-    const chrono::sys_days thursday = day + chrono::days{4 - fields.weekday};
-    const chrono::sys_days itsYear{chrono::year_month_day{thursday}.year() / 1 / 1};
-    ASSERT_EQ(calendar::weekOf(fields, 1), (thursday - itsYear).count() / 7 + 1) << seconds;
+    // As in ISO 8601, the week is that of the year in which its fourth day lies, whatever day begins it.
+    for (int weekStart = 1; weekStart <= 7; ++weekStart) {
+      const chrono::sys_days fourth = day + chrono::days{3 - calendar::daysInto(fields.weekday, weekStart)};
+      const chrono::sys_days itsYear{chrono::year_month_day{fourth}.year() / 1 / 1};
+      ASSERT_EQ(calendar::weekOf(fields, weekStart), (fourth - itsYear).count() / 7 + 1) << seconds << ' ' << weekStart;
+    }
   }
 }
 

@@ -29,6 +29,7 @@ TEST(RRule, PrintsWhatItRead) {
       {"no count beside an end", "FREQ=DAILY;COUNT=3;UNTIL=20071224T000000Z", "FREQ=DAILY;UNTIL=20071224T000000Z"},
       {"a local end is taken as UTC", "FREQ=DAILY;UNTIL=20071224T000000", "FREQ=DAILY;UNTIL=20071224T000000Z"},
       {"an end without time", "FREQ=DAILY;UNTIL=20071224", "FREQ=DAILY;UNTIL=20071224"},
+      {"an end that no text holds", "FREQ=DAILY;COUNT=3;UNTIL=99999999", "FREQ=DAILY;COUNT=3"},
       {"X-UNTIL first", "FREQ=DAILY;UNTIL=20071224;X-UNTIL=20080101", "FREQ=DAILY;X-UNTIL=20080101;UNTIL=20071224"},
       {"case and blanks", "freq=Daily; interval = 2 ;byday=mo, TU", "FREQ=DAILY;INTERVAL=2;BYDAY=MO,TU"},
       {"week start", "FREQ=WEEKLY;WKST=SU", "FREQ=WEEKLY;WKST=SU"},
