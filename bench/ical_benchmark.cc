@@ -1,11 +1,5 @@
 // Calendar text and rules: lines read and written, dates of common rules, and growth with lines, lengths, properties,
 // exceptions and counts.
-#include <malloc.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -18,6 +12,7 @@
 #include <libical/ical.h>
 #endif
 
+#include "bench/timing.h"
 #include "mail/content_sources.h"
 #include "mail/n_time_zone.h"
 #include "mail/rrule.h"
@@ -29,53 +24,10 @@
 namespace {
 
 using namespace nalvo::mail;
-using Clock = std::chrono::steady_clock;
+using namespace nalvo::bench;
 
 constexpr double kSecondsEach = 0.3;
-
-// Seconds for one call, measured over many.
-double timeOf(const std::function<void()>& body) {
-  body();
-  const auto start = Clock::now();
-  double seconds = 0;
-  int calls = 0;
-  do {
-    body();
-    ++calls;
-    seconds = std::chrono::duration<double>(Clock::now() - start).count();
-  } while (seconds < kSecondsEach);
-  return seconds / calls;
-}
-
-double peakMegabytes() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return static_cast<double>(usage.ru_maxrss) / 1024;
-}
-
-// The most that one call holds beyond what was there before it, measured in a process of its own.
-double megabytesOf(const std::function<void()>& body) {
-  int ends[2];
-  double most = 0;
-  if (pipe(ends) != 0) {
-    return 0;
-  }
-  malloc_trim(0);  // what earlier rows gave back would not count
-  const pid_t child = fork();
-  if (child == 0) {
-    const double before = peakMegabytes();
-    body();
-    most = peakMegabytes() - before;
-    _exit(write(ends[1], &most, sizeof most) == sizeof most ? 0 : 1);
-  }
-  if (child > 0 && read(ends[0], &most, sizeof most) != sizeof most) {
-    most = 0;
-  }
-  waitpid(child, nullptr, 0);
-  close(ends[0]);
-  close(ends[1]);
-  return most;
-}
+double timeOf(const std::function<void()>& work) { return secondsOfEach(kSecondsEach, work); }
 
 std::string calendarOf(int events, const std::string& description) {
   std::string text = "BEGIN:VCALENDAR\r\n";
