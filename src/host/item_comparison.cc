@@ -109,8 +109,8 @@ bool isHeldByPattern(const VCalendar& object) {
   return rules.size() <= 1 && (rules.empty() || (isHeldByPattern(rules.front()) && start.wallClock().day <= kInEachMonth)) &&
          std::all_of(more.begin(), more.end(), [](const auto& date) { return date.movedFrom >= 0; }) &&
          std::all_of(excluded.begin(), excluded.end(), [&start](const mail::DateTime& date) {
-           return date.isDateOnly() || (date.seconds() - start.seconds()) % mail::calendar::kDay == 0 ||
-                  isAtClockOf(start, date);
+           return date.isNull() || start.isNull() || date.isDateOnly() ||
+                  (date.seconds() - start.seconds()) % mail::calendar::kDay == 0 || isAtClockOf(start, date);
          });
 }
 

@@ -266,6 +266,8 @@ TEST(MailComparison, TellsWhatAnItemSaysOtherwise) {
       {"two weekdays of a month", "DTSTART:20240506T090000Z\nRRULE:FREQ=MONTHLY;BYDAY=1MO,3MO",
        "DTSTART:20240506T090000Z\nRRULE:FREQ=MONTHLY;BYMONTHDAY=6", "calendar dates", true},
       {"each hour", "DTSTART:20240506T090000Z\nRRULE:FREQ=HOURLY", "DTSTART:20240506T090000Z", "calendar dates", true},
+      {"dates that can't be read", "DTSTART:20240506T090000Z\nRRULE:FREQ=DAILY;COUNT=2\nEXDATE:some day",
+       "DTSTART:20240506T090000Z\nRRULE:FREQ=DAILY;COUNT=2", nullptr, true},
       {"more dates", "DTSTART:20240506T090000Z\nRDATE:20240601T090000Z", "DTSTART:20240506T090000Z", "calendar dates", true},
   };
   const auto calendar = [](const std::string& lines) {
