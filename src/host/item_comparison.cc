@@ -282,8 +282,13 @@ void warnOfChangedSeries(IStream* mail, const HostContextPtr& context, std::vect
   if (!before.facts.contains(kFreeSeriesFact)) {
     return;
   }
-  const ComPtr<MemoryMessage> message = readMail(mail, context, FILETIME{}, nullptr);
-  const Told after = toldIn(loadMail(writeMail(message.get(), MailForm::Wire, nullptr).mail.get()).get());
+  Told after;
+  try {
+    const ComPtr<MemoryMessage> message = readMail(mail, context, FILETIME{}, nullptr);
+    after = toldIn(loadMail(writeMail(message.get(), MailForm::Wire, nullptr).mail.get()).get());
+  } catch (const HResultException&) {
+    return;  // an item that can't go out has no dates to compare
+  }
   const std::string dates(rowOf(before, "calendar dates")), kept(rowOf(after, "calendar dates"));
   const std::string left = firstMissing(dates, kept), added = firstMissing(kept, dates);
   if (!left.empty() || !added.empty()) {

@@ -10,7 +10,7 @@ namespace nalvo::host {
 void compareItems(const MailPair& pair, Comparison& result);
 
 // Adds a warning when the item that is made of `mail` repeats on other dates than the mail tells: a recurrence pattern can't
-// hold every series. Throws what reading and writing do.
+// hold every series. Throws the stream's code.
 void warnOfChangedSeries(IStream* mail, const HostContextPtr& context, std::vector<std::string>& warnings);
 
 }  // namespace nalvo::host
