@@ -8,6 +8,8 @@
 #include "diagnostics/hresult_exception.h"
 #include "frame/conversion.h"
 #include "frame/message_class_detector.h"
+#include "mail/content_sources.h"
+#include "mail/v_items.h"
 #include "mime/mime_utils.h"
 #include "platform/text/media_types.h"
 #include "platform/text/text.h"
@@ -364,7 +366,19 @@ bool AttachmentConvert::isContentType(const char* type, const char* subtype) con
   return hr == S_OK;
 }
 
-bool AttachmentConvert::isContentTypeToEmbed() const { return MessageClassDetector::isKnownGroupware(body().get()); }
+// An item, for which a message has one place: a calendar of several events or some cards stay a file.
+bool AttachmentConvert::isContentTypeToEmbed() const {
+  const ComPtr<mime::IMimeBody> source = body();
+  if (!MessageClassDetector::isKnownGroupware(source.get())) {
+    return false;
+  }
+  ComPtr<IStream> text;
+  checkHResult(source->GetData(mime::IET_BINARY, text.put()), kSource.at("toMapi::AttachmentConvert::isContentTypeToEmbed"));
+  ScopedPropVariant charset(VT_LPSTR);
+  const bool hasCharset = succeeded(source->GetProp("par:content-type:charset", 0, &charset)) && charset.pszVal != nullptr;
+  mail::vcWinIStreamLex lexer(text.get(), hasCharset ? charset.pszVal : "");
+  return !mail::holdsSeveralItems(lexer);
+}
 
 void AttachmentConvert::setProps() {
   if (headerExists(mime::HeaderId::ContentId)) {
@@ -495,7 +509,7 @@ void AttachmentConvert::loadEmbeddedMessage() {
   constexpr const char* kWhere = "toMapi::AttachmentConvert::loadData";
   ToMapiFlags embeddedFlags = flags() | ToMapiFlags::FromAttachment;
   ComPtr<IStream> text;
-  if (isContentTypeToEmbed()) {
+  if (MessageClassDetector::isKnownGroupware(body().get())) {
     text = streamUtils::createStream();
     checkHResult(data().getMimeMessage()->SaveBody(data().getMimeAttachmentHandle(), 0, text.get()), kSource.at(kWhere));
     embeddedFlags |= ToMapiFlags::NoAttachment;

@@ -8,6 +8,8 @@
 #include "host/host_allocator.h"
 #include "host/mail.h"
 #include "host/mime_walk.h"
+#include "mail/content_sources.h"
+#include "mail/v_items.h"
 #include "mime/mime.h"
 #include "mime/mime_utils.h"
 #include "nalvo/convert.h"
@@ -69,18 +71,40 @@ ComPtr<IStream> withoutReportType(mime::IMimeMessage* mail) {
   return textOf(mail);
 }
 
+bool isItemBody(mime::IMimeMessage* mail, mime::HBODY body) {
+  constexpr const char* kItemTypes[] = {"calendar", "vcard", "x-vcard", "x-vcard-dl", "x-stickynote"};
+  return std::any_of(std::begin(kItemTypes), std::end(kItemTypes),
+                     [&](const char* type) { return mail->IsContentType(body, "text", type) == S_OK; });
+}
+
+// Whether what makes the mail an item is more than one. A message has a place for one.
+bool holdsSeveralItems(mime::IMimeMessage* mail) {
+  for (const mime::HBODY handle : bodiesOf(mail)) {
+    if (!isItemBody(mail, handle) || MimeUtils::isBodyAttachment(mail, handle)) {
+      continue;
+    }
+    ComPtr<mime::IMimeBody> body;
+    ComPtr<IStream> text;
+    checkHResult(mail->BindToObject(handle, mime::IMimeBody::kIid, body.putVoid()), kSource.at("host::readMail"));
+    checkHResult(body->GetData(mime::IET_BINARY, text.put()), kSource.at("host::readMail"));
+    mail::vcWinIStreamLex lexer(text.get(), {});
+    if (mail::holdsSeveralItems(lexer)) {
+      return true;
+    }
+  }
+  return false;
+}
+
 // The same mail with what would be read as an item, the text of a calendar, a card or a sticky note, as its attachment.
 // Empty when it holds no such text.
 ComPtr<IStream> withItemsAttached(mime::IMimeMessage* mail) {
-  constexpr const char* kItemTypes[] = {"calendar", "vcard", "x-vcard", "x-vcard-dl", "x-stickynote"};
   std::string attachment = "attachment";
   PROPVARIANT value{};
   value.vt = VT_LPSTR;
   value.pszVal = attachment.data();
   bool found = false;
   for (const mime::HBODY body : bodiesOf(mail)) {
-    const auto isItem = [&](const char* type) { return mail->IsContentType(body, "text", type) == S_OK; };
-    if (std::any_of(std::begin(kItemTypes), std::end(kItemTypes), isItem)) {
+    if (isItemBody(mail, body)) {
       checkHResult(mail->SetBodyProp(body, mime::HeaderId::ContentDisposition, 0, &value),
                    kSource.at("host::withItemsAttached"));
       found = true;
@@ -168,7 +192,8 @@ ComPtr<MemoryMessage> readMail(const MailFile& file, const HostContextPtr& conte
     return mimeToMapi(annotations.get(), text, flags.get(), message.get(), allocator.get(),
                       (useXMapi ? CONVERT_FROM_ATTACHMENT : CONVERT_NORMAL) | CONVERT_INSIDE_MAPI, listener.log());
   };
-  HRESULT hr = convertFrom(stream);
+  const bool isCrowded = holdsSeveralItems(mail.get());
+  HRESULT hr = isCrowded ? MAPI_E_CORRUPT_DATA : convertFrom(stream);
   const bool isDamaged = hr == MAPI_E_CORRUPT_DATA || hr == MIME_E_NOT_FOUND || hr == MIME_E_BAD_DATE;
   const bool isReport = mail->IsContentType(mime::HBODY_ROOT, "multipart", "report") == S_OK;
   const ComPtr<IStream> headers = isDamaged ? headerBlock(mail.get()) : nullptr;
@@ -178,7 +203,9 @@ ComPtr<MemoryMessage> readMail(const MailFile& file, const HostContextPtr& conte
   if (plain) {
     if (warnings != nullptr) {
       warnings->emplace_back(isReport ? "message: the report is damaged and was read as a mail"
-                                      : "message: the item is damaged and was read as a mail; its text is an attachment");
+                             : isCrowded
+                                 ? "message: it holds several items and was read as a mail; their text is an attachment"
+                                 : "message: the item is damaged and was read as a mail; its text is an attachment");
     }
     hr = convertFrom(plain.get());
     setStream(*message, PR_TRANSPORT_MESSAGE_HEADERS_A, headers.get());

@@ -9,7 +9,7 @@
 
 #include "diagnostics/hresult_exception.h"
 #include "mail/content_sources.h"
-#include "mail/v_component.h"
+#include "mail/v_items.h"
 #include "platform/text/text.h"
 
 namespace nalvo::tool {
@@ -133,44 +133,6 @@ std::string cardWithoutGroups(std::string_view card) {
   return result;
 }
 
-// A series with its exceptions, or what stands alone.
-struct Item {
-  std::string type;  // "vevent"
-  std::vector<Component> components;
-  bool hasSeries = false;  // one of them is no exception
-};
-
-// In their order. Of two with one id that both are no exceptions each is an item, and so is each exception without a series,
-// for an item has one place for what it is.
-std::vector<Item> itemsOf(const std::vector<Component>& components) {
-  std::vector<Item> items;
-  std::map<std::string, std::size_t> places;
-  for (const Component& component : components) {
-    const std::string type = lowerCase(std::string(component.name));
-    const std::string& uid = component.getPropertyText("UID");
-    const bool isException = !component.findProperty("RECURRENCE-ID").firstValue().isEmptyValue();
-    const auto [place, isNew] = places.emplace(uid.empty() ? std::to_string(items.size()) : type + uid, items.size());
-    const bool isOther = !isNew && !isException && items[place->second].hasSeries;
-    if (isNew || isOther) {
-      items.push_back({type, {}});
-    }
-    Item& item = isOther ? items.back() : items[place->second];
-    item.components.push_back(component);
-    item.hasSeries = item.hasSeries || !isException;
-  }
-  std::vector<Item> parted;
-  for (Item& item : items) {
-    if (item.hasSeries) {
-      parted.push_back(std::move(item));
-      continue;
-    }
-    for (Component& component : item.components) {
-      parted.push_back({item.type, {std::move(component)}});
-    }
-  }
-  return parted;
-}
-
 // The items of one calendar, each with all that belongs to it.
 void wrapCalendar(std::string_view text, std::vector<std::string>& mails) {
   std::istringstream in{std::string(text)};
@@ -182,15 +144,15 @@ void wrapCalendar(std::string_view text, std::vector<std::string>& mails) {
   Component frame = calendar;  // and its zones
   frame.children.clear();
   std::vector<Component> rest;  // what no item is; goes with the first one
-  std::vector<Component> components;
   for (const Component& child : calendar.children) {
     const std::string type = lowerCase(std::string(child.name));
-    const bool isItem = type == "vevent" || type == "vtodo" || type == "vjournal";
-    (isItem ? components : type == "vtimezone" ? frame.children : rest).push_back(child);
+    if (type != "vevent" && type != "vtodo" && type != "vjournal") {
+      (type == "vtimezone" ? frame.children : rest).push_back(child);
+    }
   }
-  const std::vector<Item> items = itemsOf(components);
+  const std::vector<mail::CalendarItem> items = mail::itemsOf(calendar);
   const std::string method = lowerCase(calendar.getPropertyText("METHOD"));
-  for (const Item& item : items) {
+  for (const mail::CalendarItem& item : items) {
     std::string contentType = "text/calendar; component=" + item.type;
     if (method == "request" || method == "reply" || method == "cancel") {
       contentType += "; method=" + method;

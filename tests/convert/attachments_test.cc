@@ -309,6 +309,41 @@ TEST_F(Attachments, WhatIsNoTextIsAnAttachment) {
   }
 }
 
+// A message has a place for one item; what holds more of them would lose the others.
+TEST_F(Attachments, OfSeveralItemsStayFiles) {
+  struct Case {
+    const char* why;
+    const char* type;
+    std::string text;
+    std::int32_t method;
+  };
+  constexpr std::int32_t kByValue = 1, kEmbedded = 5;
+  const auto event = [](const std::string& uid, const std::string& more = {}) {
+    return "BEGIN:VEVENT\nUID:" + uid + "\nDTSTART:20240506T090000Z\n" + more + "END:VEVENT\n";
+  };
+  const auto calendar = [](const std::string& items) { return "BEGIN:VCALENDAR\n" + items + "END:VCALENDAR\n"; };
+  const std::string moved = "RECURRENCE-ID:20240507T090000Z\n", card = "BEGIN:VCARD\nN:A;B\nEND:VCARD\n";
+  const Case cases[] = {
+      {"an event", "calendar", calendar(event("1")), kEmbedded},
+      {"a series and an exception", "calendar", calendar(event("1", moved) + event("1", "RRULE:FREQ=DAILY\n")), kEmbedded},
+      {"two events", "calendar", calendar(event("1") + event("2")), kByValue},
+      {"two of one id", "calendar", calendar(event("1") + event("1")), kByValue},
+      {"two exceptions without their series", "calendar", calendar(event("1", moved) + event("1", moved)), kByValue},
+      {"two calendars", "calendar", calendar(event("1")) + calendar(event("1")), kByValue},
+      {"an event behind a line that can't be read", "calendar", calendar(event("1", "=x\n") + event("2")), kByValue},
+      {"a card", "vcard", card, kEmbedded},
+      {"two cards", "x-vcard", card + card, kByValue},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    Caller one;
+    one.read("Content-Type: multipart/mixed; boundary=b\n\n--b\n\ntext\n--b\nContent-Type: text/" + std::string(c.type) +
+             "; name=a\nContent-Disposition: attachment\n\n" + c.text + "--b--\n");
+    ASSERT_EQ(one.message->parts().attachments.size(), 1U);
+    EXPECT_EQ(number(bagOf(one, 0), PR_ATTACH_METHOD), c.method);
+  }
+}
+
 TEST_F(Attachments, PropertiesWithoutAHomeTravelInXMapiOfTheirBody) {
   host::PropertyBag& one = addFile(u"a.txt", "1");
   one.set(propTag(PT_LONG, 0x6801), {PT_LONG, 1});

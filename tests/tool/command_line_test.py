@@ -118,15 +118,21 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(run("to-mapi", mail).returncode, 0)
         item = self.given("item.eml", "Subject: When?\nContent-Type: text/calendar; method=REPLY\n\nBEGIN:VCALENDAR\n"
                                       "BEGIN:VEVENT\nUID:1\nEND:VEVENT\nEND:VCALENDAR\n")
+        event = "BEGIN:VEVENT\nUID:{}\nDTSTART:20240506T090000Z\nEND:VEVENT\n"
+        some = self.given("some.eml", "Content-Type: text/calendar\n\nBEGIN:VCALENDAR\n" + event.format(1) + event.format(2) +
+                          "END:VCALENDAR\n")
         page = self.path / "page.msg"
         entry = re.compile(rb"(\x03\x00\xde\x3f....)" + re.escape((1251).to_bytes(4, "little")), re.DOTALL)
         changed, count = entry.subn(lambda found: found[1] + (4711).to_bytes(4, "little"), page.read_bytes())
         self.assertEqual(count, 1)
         page.write_bytes(changed)
-        done = run("check", "-q", report, item, page)
+        done = run("check", "-q", report, item, some, page)
+        self.assertEqual(done.returncode, 0)
         self.assertEqual(done.stderr.decode().splitlines(),
                          [f"nalvo: {report}: warning: message: the report is damaged and was read as a mail",
                           f"nalvo: {item}: warning: message: the item is damaged and was read as a mail; its text is an "
+                          "attachment",
+                          f"nalvo: {some}: warning: message: it holds several items and was read as a mail; their text is an "
                           "attachment",
                           f"nalvo: {page}: warning: the code page 4711 is unknown and counts as absent"])
 
