@@ -6,6 +6,7 @@
 
 #include "diagnostics/hresult_exception.h"
 #include "host/digest.h"
+#include "host/item_comparison.h"
 #include "host/mime_walk.h"
 #include "mime/mime_utils.h"
 #include "platform/text/text.h"
@@ -58,6 +59,7 @@ struct Attached {
   ComPtr<IStream> mail;  // of an attached mail
   bool item = false;     // a calendar or a card, or a mail that is one
   bool matched = false;
+  mime::HBODY handle = nullptr;
 };
 
 Attached attachedOf(mime::IMimeMessage* mail, mime::HBODY handle) {
@@ -68,7 +70,7 @@ Attached attachedOf(mime::IMimeMessage* mail, mime::HBODY handle) {
   const bool isMail = mail->IsContentType(handle, "message", "rfc822") == S_OK;
   const StreamDigest digest = digestOf(data.get());
   const bool holdsItem = isMail ? isItem(loadMail(data.get()).get()) : isItemType(type);
-  return {textProp(body.get(), "att:filename"), type, digest, isMail ? data : ComPtr<IStream>(), holdsItem};
+  return {textProp(body.get(), "att:filename"), type, digest, isMail ? data : ComPtr<IStream>(), holdsItem, false, handle};
 }
 
 std::vector<Attached> attachmentsOf(mime::IMimeMessage* mail) {
@@ -238,6 +240,9 @@ void compareAttachments(const MailPair& pair, std::multiset<std::string> placed,
       waiting.push_back({where + "/message", loadMail(before[i].mail.get()), loadMail(partner->mail.get()), pair.depth + 1});
     } else {
       note(where, "attachment", told(before[i]), told(*partner));
+      if (before[i].item && !before[i].mail && partner->mail) {
+        compareAttachedItem(where, pair, before[i].handle, loadMail(partner->mail.get()).get(), result);
+      }
     }
     if (partner->name != before[i].name) {
       note(where, "attachment name", before[i].name, partner->name);

@@ -226,20 +226,26 @@ class ItemBody {
   std::string charset_;
 };
 
+Told toldOf(mime::IMimeMessage* mail, mime::HBODY handle) {
+  if (mail->IsContentType(handle, "text", "calendar") == S_OK) {
+    const ItemBody body(mail, handle);
+    const std::unique_ptr<VCalendar> object = mail::calendarFor(body.component());
+    return object && body.readInto(*object) ? calendarTold(*object) : Told();
+  }
+  if (mail->IsContentType(handle, "text", "vcard") == S_OK || mail->IsContentType(handle, "text", "x-vcard") == S_OK) {
+    VCard card;
+    return ItemBody(mail, handle).readInto(card) ? cardTold(card) : Told();
+  }
+  return {};
+}
+
 // Of the first body that is a calendar or a card.
 Told toldIn(mime::IMimeMessage* mail) {
   for (const mime::HBODY handle : bodiesOf(mail)) {
-    if (MimeUtils::isBodyAttachment(mail, handle)) {
-      continue;
-    }
-    if (mail->IsContentType(handle, "text", "calendar") == S_OK) {
-      const ItemBody body(mail, handle);
-      const std::unique_ptr<VCalendar> object = mail::calendarFor(body.component());
-      return object && body.readInto(*object) ? calendarTold(*object) : Told();
-    }
-    if (mail->IsContentType(handle, "text", "vcard") == S_OK || mail->IsContentType(handle, "text", "x-vcard") == S_OK) {
-      VCard card;
-      return ItemBody(mail, handle).readInto(card) ? cardTold(card) : Told();
+    if (!MimeUtils::isBodyAttachment(mail, handle)) {
+      if (Told told = toldOf(mail, handle); !told.rows.empty()) {
+        return told;
+      }
     }
   }
   return {};
@@ -261,20 +267,28 @@ std::string firstMissing(const std::string& list, const std::string& other) {
   return found == items.end() ? std::string() : std::string(trim(*found));
 }
 
-}  // namespace
-
-void compareItems(const MailPair& pair, Comparison& result) {
-  const Told before = toldIn(pair.before.get()), after = toldIn(pair.after.get());
-  Facts old = pair.old;
+void compare(const std::string& where, const Told& before, const Told& after, Facts old, const Facts& now,
+             Comparison& result) {
   old.insert(before.facts.begin(), before.facts.end());
   for (const auto& [what, from] : before.rows) {
     const std::string to(rowOf(after, what));
     if (from == to) {
       result.noteSame();
     } else {
-      result.note(Place::Mail, {pair.where, what, from, to, {}}, old, pair.now);
+      result.note(Place::Mail, {where, what, from, to, {}}, old, now);
     }
   }
+}
+
+}  // namespace
+
+void compareItems(const MailPair& pair, Comparison& result) {
+  compare(pair.where, toldIn(pair.before.get()), toldIn(pair.after.get()), pair.old, pair.now, result);
+}
+
+void compareAttachedItem(const std::string& where, const MailPair& pair, mime::HBODY handle, mime::IMimeMessage* item,
+                         Comparison& result) {
+  compare(where, toldOf(pair.before.get(), handle), toldIn(item), pair.old, pair.now, result);
 }
 
 void warnOfChangedSeries(IStream* mail, const HostContextPtr& context, std::vector<std::string>& warnings) {

@@ -32,7 +32,7 @@ bool keepsThreeAddresses(const Case& c) {
     if (trim(after.substr(0, next)) == address) {
       after.remove_prefix(std::min(next + 1, after.size()));
       ++kept;
-    } else if (kept < kMostEmails && address.find('@', 1) != std::string_view::npos) {
+    } else if (kept < kMostEmails && isAscii(address) && address.find('@', 1) != std::string_view::npos) {
       return false;
     }
   }

@@ -239,6 +239,14 @@ TEST(MailComparison, KnowsAnItemThatWasAFile) {
       mailOf(head + "Content-Type: message/rfc822; name=a.ics\n\nContent-Type: text/calendar\n\nx\n--b--\n").get());
   EXPECT_TRUE(result.whole());
   EXPECT_EQ(result.explained.size(), 2U);  // content and type
+  const auto event = [](const std::string& summary) {
+    return "BEGIN:VCALENDAR\nBEGIN:VEVENT\nSUMMARY:" + summary + "\nEND:VEVENT\nEND:VCALENDAR\n--b--\n";
+  };
+  const host::Comparison other = host::compareMails(
+      mailOf(head + "Content-Type: text/calendar; name=a.ics\n\n" + event("a")).get(),
+      mailOf(head + "Content-Type: message/rfc822; name=a.ics\n\nContent-Type: text/calendar\n\n" + event("b")).get());
+  ASSERT_EQ(other.changed.size(), 1U);
+  EXPECT_EQ(other.changed[0].where + " " + other.changed[0].what, "attachment 0 calendar summary");
 }
 
 // A calendar is written anew with every trip, so what it says counts.
