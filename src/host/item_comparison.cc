@@ -7,11 +7,11 @@
 #include <utility>
 
 #include "diagnostics/hresult_exception.h"
+#include "host/calendar_series.h"
 #include "host/mail.h"
 #include "host/mime_walk.h"
 #include "mail/calendar.h"
 #include "mail/content_sources.h"
-#include "mail/time_zone.h"
 #include "mail/v_card.h"
 #include "mail/v_event.h"
 #include "mail/v_items.h"
@@ -33,6 +33,7 @@ constexpr SourceFile kSource{".\\ItemComparison"};
 struct Told {
   std::vector<std::pair<const char*, std::string>> rows = {};
   Facts facts = {};
+  std::set<std::string> lines = {};  // the names of all that it says, in lower case
 };
 
 // As many dates as people look ahead.
@@ -52,66 +53,19 @@ std::string textOf(const mail::DateTime& date) {
                              : mail::DateTime(date.seconds()).toString(mail::DateTime::kExtended);
 }
 
-constexpr int kInEachMonth = 28;
-
-bool isPlace(int ordinal) { return (ordinal >= 1 && ordinal <= 4) || ordinal == -1; }
-bool isPlain(const std::vector<int>& weekdays) {
-  return std::all_of(weekdays.begin(), weekdays.end(), [](int day) { return mail::ordinalOf(day) == 0; });
-}
-
-// One day of each month: of its number, or of a weekday and place.
-bool isOneDay(const mail::RRule& rule) {
-  const std::vector<int>& days = rule.by[mail::kMonthDay];
-  const std::vector<int>& weekdays = rule.by[mail::kWeekday];
-  if (weekdays.empty()) {
-    return rule.bySetPos.empty() && (days.empty() || (days.size() == 1 && days[0] > 0 && days[0] <= kInEachMonth));
-  }
-  return days.empty() &&
-         (isPlain(weekdays) ? rule.bySetPos.size() == 1 && isPlace(rule.bySetPos[0])
-                            : weekdays.size() == 1 && rule.bySetPos.empty() && isPlace(mail::ordinalOf(weekdays[0])));
-}
-
-// A recurrence pattern has no place for other rules.
-bool isHeldByPattern(const mail::RRule& rule) {
-  for (const mail::DateField field : {mail::kWeek, mail::kYearDay, mail::kHour, mail::kMinute, mail::kSecond}) {
-    if (!rule.by[field].empty()) {
-      return false;
+std::set<std::string> linesOf(const mail::Component& component) {
+  std::set<std::string> names;
+  for (const mail::Property& property : component.properties()) {
+    if (std::any_of(property.values.begin(), property.values.end(),
+                    [](const auto& value) { return !value.isEmptyValue(); })) {
+      names.insert(toLowerAscii(std::string_view(property.name)));
     }
   }
-  const std::vector<int>& months = rule.by[mail::kMonth];
-  const std::vector<int>& weekdays = rule.by[mail::kWeekday];
-  switch (rule.freq) {
-    case mail::kDaily:
-    case mail::kWeekly:
-      return months.empty() && rule.by[mail::kMonthDay].empty() && rule.bySetPos.empty() && isPlain(weekdays);
-    case mail::kMonthly:
-      return months.empty() && isOneDay(rule);
-    case mail::kYearly:
-      return months.size() <= 1 && isOneDay(rule) && (weekdays.empty() || months.size() == 1);
-    default:
-      return false;
+  // Dates are compared by what they come to.
+  for (const char* name : {"duration", "rrule", "exdate", "rdate"}) {
+    names.erase(name);
   }
-}
-
-bool isAtClockOf(const mail::DateTime& start, const mail::DateTime& date) {
-  const mail::calendar::Fields wall = date.wallClock(), own = start.wallClock();
-  return date.zone() && start.zone() && date.zone()->id() == start.zone()->id() && wall.hour == own.hour &&
-         wall.minute == own.minute;
-}
-
-// One rule, from a day that each month has, and no dates beside it but those that stand for others. Excluded dates are those
-// of the rule to the minute.
-bool isHeldByPattern(const VCalendar& object) {
-  const std::vector<mail::RRule> rules = object.getRRules();
-  const std::vector<mail::RecurrenceDate> more = object.getOccurrences();
-  const std::vector<mail::DateTime> excluded = object.getAllExDates();
-  const mail::DateTime start = object.getStart();
-  return rules.size() <= 1 && (rules.empty() || (isHeldByPattern(rules.front()) && start.wallClock().day <= kInEachMonth)) &&
-         std::all_of(more.begin(), more.end(), [](const auto& date) { return date.movedFrom >= 0; }) &&
-         std::all_of(excluded.begin(), excluded.end(), [&start](const mail::DateTime& date) {
-           return date.isNull() || start.isNull() || date.isDateOnly() ||
-                  (date.seconds() - start.seconds()) % mail::calendar::kDay == 0 || isAtClockOf(start, date);
-         });
+  return names;
 }
 
 // Rules that step by less than a day, or many of them, tell themselves: their dates may be dear, and none is kept.
@@ -149,6 +103,7 @@ Told calendarTold(const VCalendar& object) {
   told.rows.emplace_back("calendar categories", joined(object.getCategories()));
   told.rows.emplace_back("calendar priority", std::to_string(object.getPriority()));
   told.rows.emplace_back("calendar class", std::to_string(static_cast<int>(object.getClass())));
+  told.lines = linesOf(object.current());
   told.facts.emplace(kCalendarTypeFact, object.getType());
   if (!isHeldByPattern(object)) {
     told.facts.emplace(kFreeSeriesFact, "yes");
@@ -192,7 +147,9 @@ Told cardTold(const VCard& card) {
            {"card department", card.getDepartment()},
            {"card title", card.getTitle()},
            {"card note", collapseBlanks(card.getNote())},
-           {"card birthday", birthday.isNull() ? std::string() : textOf((birthday + kHalfDay).makeDateOnly())}}};
+           {"card birthday", birthday.isNull() ? std::string() : textOf((birthday + kHalfDay).makeDateOnly())}},
+          {},
+          linesOf(card.root())};
 }
 
 // A body that can be read anew.
@@ -277,6 +234,12 @@ void compare(const std::string& where, const Told& before, const Told& after, Fa
     } else {
       result.note(Place::Mail, {where, what, from, to, {}}, old, now);
     }
+  }
+  std::vector<std::string> lost;
+  std::set_difference(before.lines.begin(), before.lines.end(), after.lines.begin(), after.lines.end(),
+                      std::back_inserter(lost));
+  if (!lost.empty()) {
+    result.note(Place::Mail, {where, "item lines", joined(lost), {}, {}}, old, now);
   }
 }
 

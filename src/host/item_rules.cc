@@ -54,6 +54,7 @@ constexpr RuleRow kRules[] = {
     {Place::Mail, Kind::Changed, "calendar priority", isDegree, "priority has three degrees"},
     {Place::Mail, Kind::Changed, "calendar class", isConfidential, "an item is private or not"},
     {Place::Mail, Kind::Added, "calendar completed", nullptr, "a task that is done has a day on which it was"},
+    {Place::Mail, Kind::Lost, "item lines", nullptr, "an item keeps what its properties have a place for"},
     {Place::Mail, Kind::Lost, "calendar place", isNoEvent, "only an appointment has a place"},
     {Place::Mail, Kind::Any, "card e-mail", keepsThreeAddresses, "a contact has three addresses of mail"},
 };
