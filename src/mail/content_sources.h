@@ -58,7 +58,7 @@ class vcWinIStreamLex final : public vcLex {
   bool fill();
 
   ComPtr<IStream> source_;
-  std::array<char, 16 * 1024> block_;
+  std::array<char, 16384> block_;
   std::size_t at_ = 0;
   std::size_t end_ = 0;
 };

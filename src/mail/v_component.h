@@ -69,7 +69,7 @@ struct PropertyValue {
 };
 
 // All lines of one name. They are written together, at the place of the first.
-struct Property {
+struct Property {  // NOLINT(bugprone-exception-escape): a small_vector that moves allocates nothing
   Name name;
   boost::container::small_vector<PropertyValue, 1> values;  // nearly always one
 
