@@ -38,7 +38,7 @@ bool isQuarter(const SYSTEMTIME& time) { return time.wMinute % 15 == 0 && time.w
 DateTime localDay(const SYSTEMTIME& utc) {
   constexpr int kFirstYear = 1601;
   constexpr int kLastYear = 9999;
-  constexpr mail::Duration kFarthestEast(13 * 3600);
+  constexpr mail::Duration kFarthestEast(std::int64_t{13} * 3600);
   if (utc.wYear <= kFirstYear || utc.wYear >= kLastYear) {
     return {};
   }
