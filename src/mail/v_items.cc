@@ -10,20 +10,19 @@
 #include "platform/text/text.h"
 
 namespace nalvo::mail {
-namespace {
 
-bool isItemType(std::string_view type) { return type == "vevent" || type == "vtodo" || type == "vjournal"; }
-
-}  // namespace
+bool isItemType(std::string_view name) {
+  return equalsIgnoreCase(name, "VEVENT") || equalsIgnoreCase(name, "VTODO") || equalsIgnoreCase(name, "VJOURNAL");
+}
 
 std::vector<CalendarItem> itemsOf(const Component& calendar) {
   std::vector<CalendarItem> items;
   std::map<std::string, std::size_t> places;
   for (const Component& component : calendar.children) {
-    const std::string type = toLowerAscii(std::string_view(component.name));
-    if (!isItemType(type)) {
+    if (!isItemType(component.name)) {
       continue;
     }
+    const std::string type = toLowerAscii(std::string_view(component.name));
     const std::string& uid = component.getPropertyText("UID");
     const bool isException = !component.findProperty("RECURRENCE-ID").firstValue().isEmptyValue();
     const auto [place, isNew] = places.emplace(uid.empty() ? std::to_string(items.size()) : type + uid, items.size());
@@ -32,7 +31,7 @@ std::vector<CalendarItem> itemsOf(const Component& calendar) {
       items.push_back({type, {}});
     }
     CalendarItem& item = isOther ? items.back() : items[place->second];
-    item.components.push_back(component);
+    item.components.push_back(&component);
     item.hasSeries = item.hasSeries || !isException;
   }
   std::vector<CalendarItem> parted;
@@ -41,8 +40,8 @@ std::vector<CalendarItem> itemsOf(const Component& calendar) {
       parted.push_back(std::move(item));
       continue;
     }
-    for (Component& component : item.components) {
-      parted.push_back({item.type, {std::move(component)}});
+    for (const Component* component : item.components) {
+      parted.push_back({item.type, {component}});
     }
   }
   return parted;
@@ -53,8 +52,7 @@ bool holdsSeveralItems(HeaderLex& lexer) {
   Component component;
   while (items < 2 && component.read(lexer, {})) {
     // Behind a line that can't be read, items stand without their calendar.
-    const bool isItem =
-        equalsIgnoreCase(component.name, "VCARD") || isItemType(toLowerAscii(std::string_view(component.name)));
+    const bool isItem = equalsIgnoreCase(component.name, "VCARD") || isItemType(component.name);
     items += isItem ? 1 : itemsOf(component).size();
   }
   return items > 1;

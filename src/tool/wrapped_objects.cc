@@ -50,11 +50,6 @@ std::string inUtf8(std::string text) {
   return text.starts_with(kByteOrderMark) ? text.substr(kByteOrderMark.size()) : text;
 }
 
-std::string lowerCase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](char c) { return toLowerAscii(c); });
-  return text;
-}
-
 std::string mailOf(const std::string& contentType, std::string_view text) {
   std::string mail =
       "MIME-Version: 1.0\r\nContent-Type: " + contentType + "; charset=utf-8\r\nContent-Transfer-Encoding: 8bit\r\n\r\n";
@@ -145,13 +140,12 @@ void wrapCalendar(std::string_view text, std::vector<std::string>& mails) {
   frame.children.clear();
   std::vector<Component> rest;  // what no item is; goes with the first one
   for (const Component& child : calendar.children) {
-    const std::string type = lowerCase(std::string(child.name));
-    if (type != "vevent" && type != "vtodo" && type != "vjournal") {
-      (type == "vtimezone" ? frame.children : rest).push_back(child);
+    if (!mail::isItemType(child.name)) {
+      (equalsIgnoreCase(child.name, "VTIMEZONE") ? frame.children : rest).push_back(child);
     }
   }
   const std::vector<mail::CalendarItem> items = mail::itemsOf(calendar);
-  const std::string method = lowerCase(calendar.getPropertyText("METHOD"));
+  const std::string method = toLowerAscii(std::string_view(calendar.getPropertyText("METHOD")));
   for (const mail::CalendarItem& item : items) {
     std::string contentType = "text/calendar; component=" + item.type;
     if (method == "request" || method == "reply" || method == "cancel") {
@@ -163,7 +157,9 @@ void wrapCalendar(std::string_view text, std::vector<std::string>& mails) {
     }
     Component own = frame;
     own.children.insert(own.children.end(), rest.begin(), rest.end());
-    own.children.insert(own.children.end(), item.components.begin(), item.components.end());
+    for (const Component* component : item.components) {
+      own.children.push_back(*component);
+    }
     rest.clear();
     mails.push_back(mailOf(contentType, own.toText()));
   }
